@@ -1,0 +1,18 @@
+// Import/export decoration of the library's interface.
+#pragma once
+
+#if defined(KOVRA_BUILDING_DLL)
+#define KOVRA_API __declspec(dllexport)
+#else
+#define KOVRA_API __declspec(dllimport)
+#endif
+
+// Lets the compiler check the arguments of Printf against its format.
+#if defined(__MINGW_PRINTF_FORMAT)
+#define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument) \
+    __attribute__((format(__MINGW_PRINTF_FORMAT, formatIndex, firstArgument)))
+#elif defined(__GNUC__)
+#define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument) __attribute__((format(printf, formatIndex, firstArgument)))
+#else
+#define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument)
+#endif

@@ -1,0 +1,15 @@
+#!/bin/bash
+# Sets up the machine, builds the library and runs the demo under wine.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+kovra_install_packages
+kovra_build i686 -DKOVRA_BUILD_TESTS=OFF
+kovra_build x86_64 -DKOVRA_BUILD_TESTS=OFF
+
+build="$KOVRA_ROOT/build/x86_64"
+trap kovra_wine_down EXIT
+kovra_wine_up "$build"
+rm -rf "$build/fixtures/d"
+mkdir -p "$build/fixtures/d"
+"$WINE" "$build/bin/kovra_demo.exe" "$build/bin"

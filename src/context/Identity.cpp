@@ -1,0 +1,216 @@
+// The calling thread's session record and the identity setters.
+#include <io.h>
+
+#include <cstring>
+
+#include "context/Registry.h"
+#include "frame/Diagnostics.h"
+#include "frame/KovraApp.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr char kGetInfoNotFound[] = "CKovra::GetInfo ThreadInfo not found !!!";
+constexpr char kSetInfoNotFound[] = "CKovra::SetInfo ThreadInfo not found !!!";
+
+void ShowLookupBox(const char* text)
+{
+    if (!theApp.HasOption(kOptionNoMessageBoxes))
+        ShowMessageBox(text, MB_OK);
+}
+
+unsigned Hex(const void* session)
+{
+    return static_cast<unsigned>(SessionNumber(session));
+}
+
+CList<ThreadInfo>::iterator FirstSessionWithValue(void* session)
+{
+    auto& sessions = theApp.m_listSessions;
+    auto it = sessions.begin();
+    while (it != sessions.end() && it->session != session)
+        ++it;
+    return it;
+}
+
+// Replaces the first record of info's session value; false when there is none.
+bool ReplaceSessionRecord(const ThreadInfo& info)
+{
+    auto found = FirstSessionWithValue(info.session);
+    if (found == theApp.m_listSessions.end())
+        return false;
+    *found = info;
+    return true;
+}
+
+ThreadInfo EmptyContext()
+{
+    ThreadInfo record;
+    std::memset(&record, 0, sizeof record);
+    return record;
+}
+
+void* ProcessSession()
+{
+    return reinterpret_cast<void*>(static_cast<UINT_PTR>(::GetCurrentProcessId()));
+}
+
+// Looks the caller's record up and changes it under one hold of the registry lock, so
+// that two threads changing the same session never lose each other's change. The
+// boxes and the summary line come after the lock is released, as GetInfo's and
+// SetInfo's do.
+template <typename Change>
+int UpdateCallerSession(Change change, ThreadInfo& record)
+{
+    record = EmptyContext();
+    unsigned long examined = 0;
+    int found = 0;
+    {
+        CSingleLock lock(theApp.m_mutex);
+        if (lock.Lock(INFINITE)) {
+            found = LookupCallerSession(record, examined);
+            if (found) {
+                change(record);
+                ReplaceSessionRecord(record);
+            }
+        }
+    }
+    if (!found)
+        ShowLookupBox(kGetInfoNotFound);
+    LogLookupSummary(found, record, examined);
+    if (!found)
+        ShowLookupBox(kSetInfoNotFound);
+    return found;
+}
+
+} // namespace
+
+int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
+{
+    const unsigned long threadId = ::GetCurrentThreadId();
+    void* const processSession = ProcessSession();
+    examinedThread = 0;
+
+    CSingleLock lock(theApp.m_mutex);
+    if (!lock.Lock(INFINITE))
+        return 0;
+
+    // The newest binding of this thread wins; with the skip flag, not one to the process session.
+    auto& threads = theApp.m_listThreads;
+    auto& sessions = theApp.m_listSessions;
+    const ThreadEntry* match = nullptr;
+    for (auto it = threads.rbegin(); it != threads.rend(); ++it) {
+        examinedThread = it->threadId;
+        if (it->threadId == threadId && !(theApp.m_bSkipProcessSession && it->session == processSession)) {
+            match = &*it;
+            break;
+        }
+    }
+
+    if (match) {
+        auto found = FirstSessionWithValue(match->session);
+        if (found != sessions.end()) {
+            record = *found;
+            return 1;
+        }
+        LogEventF("*GetInfo FAILED 0 (%x,%x)", static_cast<unsigned>(threadId), Hex(match->session));
+    } else {
+        LogEventF("*GetInfo FAILED 0 (%x)", static_cast<unsigned>(threadId));
+    }
+
+    TraceIf(kDebugClose, "Kovra : GetInfo Default-Handling !!!");
+    auto processRecord = FirstSessionWithValue(processSession);
+    if (processRecord != sessions.end()) {
+        record = *processRecord;
+        TraceIf(kDebugClose, "Kovra : GetInfo Default 1");
+        LogEventF("*GetInfo FAILED 1 (%x)", static_cast<unsigned>(threadId));
+        return 1;
+    }
+    if (!sessions.IsEmpty()) {
+        record = sessions.GetHead();  // the oldest session
+        TraceIf(kDebugClose, "Kovra : GetInfo Default 2");
+        LogEventF("*GetInfo FAILED 2 (%x)", static_cast<unsigned>(threadId));
+        return 1;
+    }
+    return 0;
+}
+
+void LogLookupSummary(int result, const ThreadInfo& record, unsigned long examinedThread)
+{
+    LogEventF("*GetInfo =%d : Session(%x), ThreadID(%x), ModulePath(%s), User(%s)", result, Hex(record.session),
+              static_cast<unsigned>(examinedThread), record.modulePath, record.user);
+}
+
+int CKovra::GetInfo(ThreadInfo* info, int)
+{
+    ThreadInfo record = EmptyContext();
+    unsigned long examined = 0;
+    int found = LookupCallerSession(record, examined);
+    if (!found)
+        ShowLookupBox(kGetInfoNotFound);
+    LogLookupSummary(found, record, examined);
+    if (found && info)
+        *info = record;
+    return found;
+}
+
+int CKovra::SetInfo(ThreadInfo* info, int)
+{
+    int replaced = 0;
+    {
+        CSingleLock lock(theApp.m_mutex);
+        if (info && lock.Lock(INFINITE))
+            replaced = ReplaceSessionRecord(*info) ? 1 : 0;
+    }
+    if (!replaced)
+        ShowLookupBox(kSetInfoNotFound);
+    return replaced;
+}
+
+int CKovra::SetUser(const char* user, int)
+{
+    const char* name = user ? user : "";
+    if (std::strlen(name) > kMaxPathChars - std::strlen("USERS\\"))
+        return 0;
+    ThreadInfo record;
+    UpdateCallerSession([name](ThreadInfo& info) { FormatText(info.user, sizeof info.user, "USERS\\%s", name); },
+                        record);
+    TraceIf(kDebugExceptions, "Kovra : SetUser : User(%s)", name);
+    LogEventF("*SetUser (%s,%x,%d,%s)", name, Hex(record.session), static_cast<int>(record.referenceCount),
+              record.modulePath);
+    return 1;
+}
+
+int CKovra::SetClient(const char* client, int)
+{
+    const char* name = client ? client : "";
+    if (std::strlen(name) > kMaxPathChars - std::strlen("CLIENTS\\"))
+        return 0;
+    ThreadInfo record;
+    UpdateCallerSession(
+        [name](ThreadInfo& info) { FormatText(info.client, sizeof info.client, "CLIENTS\\%s", name); }, record);
+    TraceIf(kDebugExceptions, "Kovra : SetClient : Client(%s)", name);
+    return 1;
+}
+
+int CKovra::SetModulePath(const char* path, int)
+{
+    char stored[kPathBufferSize];
+    if (!CopyText(stored, path) || !EnsureTrailingBackslash(stored))
+        return 0;
+    ThreadInfo record;
+    UpdateCallerSession([&stored](ThreadInfo& info) { CopyText(info.modulePath, stored); }, record);
+    TraceIf(kDebugExceptions, "Kovra : SetModulePath : ModulePath(%s)", stored);
+    LogEventF("*SetModulePath (%x,%d,%s,%s)", Hex(record.session), static_cast<int>(record.referenceCount),
+              record.modulePath, record.user);
+    return 1;
+}
+
+int CKovra::IsValidClient(const char* client, int)
+{
+    char path[kPathBufferSize];
+    if (!FormatText(path, sizeof path, "%sCLIENTS\\%s", theApp.m_szDataPath, client ? client : ""))
+        return 0;
+    return _access(path, 0) == 0 ? 1 : 0;
+}

@@ -1,0 +1,203 @@
+// The per-process registry: counted session records and thread bindings, guarded by
+// the re-entrant registry lock of theApp.
+#include <cstring>
+
+#include "context/Registry.h"
+#include "frame/CallFrame.h"
+#include "frame/Diagnostics.h"
+#include "frame/KovraApp.h"
+#include "kovra/diag.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+CList<ThreadInfo>::iterator FindSession(void* session)
+{
+    auto& sessions = theApp.m_listSessions;
+    auto it = sessions.begin();
+    while (it != sessions.end() && it->session != session)
+        ++it;
+    return it;
+}
+
+CList<ThreadEntry>::iterator FindBinding(void* session, unsigned long threadId)
+{
+    auto& threads = theApp.m_listThreads;
+    auto it = threads.begin();
+    while (it != threads.end() && !(it->session == session && it->threadId == threadId))
+        ++it;
+    return it;
+}
+
+ThreadInfo NewSessionRecord(void* session)
+{
+    ThreadInfo record;
+    std::memset(&record, 0, sizeof record);
+    record.session = session;
+    record.referenceCount = 1;
+    CopyText(record.modulePath, theApp.m_szBasePath);
+    return record;
+}
+
+unsigned Hex(const void* session)
+{
+    return static_cast<unsigned>(SessionNumber(session));
+}
+
+} // namespace
+
+int CKovra::StartSession(void* session, int)
+{
+    TraceIf(kDebugExceptions, "Kovra : StartSession : Session(%d)", SessionNumber(session));
+    return RunInCallFrame(0, [session] {
+        ThreadInfo record;
+        int result = 0;
+        {
+            CSingleLock lock(theApp.m_mutex);
+            if (!lock.Lock(INFINITE))
+                return 0;
+            auto found = FindSession(session);
+            if (found != theApp.m_listSessions.end()) {
+                ++found->referenceCount;
+                TraceIf(kDebugExceptions, "Kovra : StartSession : Incr RefCount (%d,%d)", SessionNumber(session),
+                        static_cast<int>(found->referenceCount));
+                record = *found;
+            } else {
+                TraceIf(kDebugExceptions, "Kovra : StartSession : Add this Session(%d)", SessionNumber(session));
+                record = NewSessionRecord(session);
+                theApp.m_listSessions.AddTail(record);
+                result = 1;
+            }
+        }
+        LogEventF("*StartSession (%d,%x,%d,%s,%s)", result, Hex(record.session),
+                  static_cast<int>(record.referenceCount), record.modulePath, record.user);
+        return result;
+    });
+}
+
+int CKovra::RemoveSession(void* session, int)
+{
+    TraceIf(kDebugExceptions, "Kovra : RemoveSession : Session(%d)", SessionNumber(session));
+    CSingleLock lock(theApp.m_mutex);
+    if (!lock.Lock(INFINITE))
+        return 0;
+    auto found = FindSession(session);
+    if (found == theApp.m_listSessions.end()) {
+        LogEventF("*RemoveSession FAILED (%x)", Hex(session));
+        return 0;
+    }
+    LONG count = --found->referenceCount;
+    char modulePath[kPathBufferSize];
+    CopyText(modulePath, found->modulePath);
+    if (count <= 0)
+        theApp.m_listSessions.RemoveAt(found);
+    else
+        TraceIf(kDebugExceptions, "Kovra : RemoveSession : Decr RefCount (%d,%d)", SessionNumber(session),
+                static_cast<int>(count));
+    LogEventF("*RemoveSession (%x,%d,%s)", Hex(session), static_cast<int>(count), modulePath);
+    return 1;
+}
+
+int CKovra::StartThread(void* session, unsigned long threadId, int)
+{
+    TraceIf(kDebugExceptions, "Kovra : StartThread : Session(%d), ThreadID(%d)", SessionNumber(session),
+            static_cast<int>(threadId));
+    return RunInCallFrame(0, [session, threadId] {
+        int result = 0;
+        {
+            CSingleLock lock(theApp.m_mutex);
+            if (!lock.Lock(INFINITE))
+                return 0;
+            StartSession(session, 0);  // every start of a thread counts for its session
+            if (FindBinding(session, threadId) == theApp.m_listThreads.end()) {
+                theApp.m_listThreads.AddTail(ThreadEntry{session, threadId});
+                result = 1;
+            }
+        }
+        LogEventF("*StartThread (%d,%x,%x)", result, Hex(session), static_cast<unsigned>(threadId));
+        return result;
+    });
+}
+
+int CKovra::RemoveThread(void* session, unsigned long threadId, int)
+{
+    TraceIf(kDebugExceptions, "Kovra : RemoveThread : Session(%d), ThreadID(%d)", SessionNumber(session),
+            static_cast<int>(threadId));
+    CSingleLock lock(theApp.m_mutex);
+    if (!lock.Lock(INFINITE))
+        return 0;
+    auto found = FindBinding(session, threadId);
+    if (found == theApp.m_listThreads.end()) {
+        LogEventF("*RemoveThread FAILED (%x,%x)", Hex(session), static_cast<unsigned>(threadId));
+        return 0;
+    }
+    LogEventF("*RemoveThread (%x,%x)", Hex(session), static_cast<unsigned>(threadId));
+    RemoveSession(session, 0);
+    theApp.m_listThreads.RemoveAt(found);
+    return 1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Read-only views for tools and tests.
+
+namespace {
+
+void CopySessionView(const ThreadInfo& record, KovraSession_S& view)
+{
+    view.session = record.session;
+    CopyText(view.modulePath, record.modulePath);
+    CopyText(view.user, record.user);
+    CopyText(view.client, record.client);
+    view.referenceCount = record.referenceCount;
+}
+
+template <typename List>
+typename List::iterator EntryAt(List& list, int index)
+{
+    auto it = list.begin();
+    for (int step = 0; it != list.end() && step < index; ++step)
+        ++it;
+    return it;
+}
+
+} // namespace
+
+extern "C" int KovraGetSession(int index, KovraSession_S* session)
+{
+    CSingleLock lock(theApp.m_mutex);
+    if (!session || index < 0 || !lock.Lock(INFINITE))
+        return 0;
+    auto it = EntryAt(theApp.m_listSessions, index);
+    if (it == theApp.m_listSessions.end())
+        return 0;
+    CopySessionView(*it, *session);
+    return 1;
+}
+
+extern "C" int KovraGetThreadBinding(int index, void** session, unsigned long* threadId)
+{
+    CSingleLock lock(theApp.m_mutex);
+    if (index < 0 || !lock.Lock(INFINITE))
+        return 0;
+    auto it = EntryAt(theApp.m_listThreads, index);
+    if (it == theApp.m_listThreads.end())
+        return 0;
+    if (session)
+        *session = it->session;
+    if (threadId)
+        *threadId = it->threadId;
+    return 1;
+}
+
+extern "C" int KovraGetThreadSession(KovraSession_S* session)
+{
+    ThreadInfo record;
+    std::memset(&record, 0, sizeof record);
+    unsigned long examined = 0;
+    int found = LookupCallerSession(record, examined);
+    LogLookupSummary(found, record, examined);
+    if (found && session)
+        CopySessionView(record, *session);
+    return found;
+}

@@ -1,0 +1,50 @@
+// The implementation record behind every CKovra object.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+#include "kovra/records.h"
+#include "platform/File.h"
+
+// Library error codes of the error field (besides the file layer's causes).
+enum KovraError : int {
+    kErrorNone = 0,
+    kErrorUnknownType = -1,  // the file type is not in the table
+    kErrorNameTooLong = -2   // a name or the resolved path doesn't fit 259 characters
+};
+
+struct KovraFileState_S {
+    CFile* m_pFile;                            // null until an open is attempted after Close
+    char m_szMessage[256];                     // message of the last recorded failure
+    int m_nCause;                              // cause of the last recorded failure; 0 none
+    char m_szFailureFileName[kPathBufferSize]; // file name the last failure carried
+    char m_szName[kPathBufferSize];            // the caller's name after date substitution
+    char m_szRealFileName[kPathBufferSize];    // resolved path, or the temporary file
+    char m_szShortPath[kPathBufferSize];
+    char m_szLongPath[kPathBufferSize];
+    char m_szCurrentDir[kPathBufferSize];
+    char* m_pszType;                           // heap copy of the file type
+    int m_bTemporary;                          // the real file name is a temporary file of ours
+    int m_nCloseFlags;                         // flags of the last Close
+    uint32_t m_ulOptions;                      // options of the last Open
+    int m_nError;                              // KovraError, reported by GetLastError
+    KovraOpenPar_S m_openPar;
+    FileType_S m_fileType;                     // the type record in force for this object
+    HMODULE m_hModule;                         // loaded for the long-path-name procedure
+    FARPROC m_pfnLongPathName;
+    CRITICAL_SECTION m_lock;                   // taken by Close only
+};
+
+// Open options as the record stores them.
+constexpr uint32_t kOptionRead = 1;
+constexpr uint32_t kOptionReadWrite = 2;
+constexpr uint32_t kOptionAppend = 4;
+constexpr uint32_t kOptionTruncate = 8;
+constexpr uint32_t kOptionDenyWrite = 16;
+constexpr uint32_t kOptionExclusive = 32;
+constexpr uint32_t kOptionText = 64;
+
+constexpr uint32_t kOptionsThatOpen = kOptionRead | kOptionReadWrite | kOptionAppend;
+constexpr uint32_t kOptionsThatWrite = kOptionReadWrite | kOptionAppend;

@@ -1,0 +1,109 @@
+#include "frame/FileTypes.h"
+
+#include <cstring>
+
+#include "frame/KovraApp.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+const char* const kLocationWords[] = {"",     "DEFAULT",  "BASE",     "MODULE",       "CLIENT",       "MODULECLIENT",
+                                      "USER", "WKSTA",    "WKSTATMP", "BASEDATA",     "BASEREADONLY", "MODULEREADONLY"};
+const char* const kEncryptionWords[] = {"", "DEFAULT"};
+
+template <size_t N>
+int LookupWord(const char* const (&words)[N], const char* word)
+{
+    for (size_t index = 0; index < N; ++index)
+        if (::lstrcmpiA(words[index], word ? word : "") == 0)
+            return index == 0 ? 1 : static_cast<int>(index);
+    return -1;
+}
+
+template <size_t N>
+const char* WordAt(const char* const (&words)[N], int index)
+{
+    return (index >= 1 && static_cast<size_t>(index) < N) ? words[index] : nullptr;
+}
+
+// Records hold at most 35 characters and their NUL; a longer name never equals one.
+bool NameEquals(const FileType_S& record, const char* name)
+{
+    return std::strncmp(record.name, name, sizeof record.name) == 0 && std::strlen(name) < sizeof record.name;
+}
+
+} // namespace
+
+int LookupLocationWord(const char* word)
+{
+    return LookupWord(kLocationWords, word);
+}
+
+int LookupEncryptionWord(const char* word)
+{
+    return LookupWord(kEncryptionWords, word);
+}
+
+const char* LocationWord(int index)
+{
+    return WordAt(kLocationWords, index);
+}
+
+const char* EncryptionWord(int index)
+{
+    return WordAt(kEncryptionWords, index);
+}
+
+bool FindFileType(const char* name, FileType_S& record)
+{
+    // The search starts from an all-zero record, so the empty name is known without an entry.
+    record = FileType_S{};
+    if (!name)
+        return false;
+    if (!*name)
+        return true;
+    const FileType_S* table = theApp.m_pFileTypes;
+    for (int index = 0; table && index < kMaxFileTypes && table[index].name[0]; ++index) {
+        if (NameEquals(table[index], name)) {
+            record = table[index];
+            record.name[sizeof record.name - 1] = '\0';
+            return true;
+        }
+    }
+    return false;
+}
+
+int CKovra::AddFileType(const char* name, int location, int encryption, int)
+{
+    // A name that the record can't hold whole is refused rather than cut: a cut name
+    // could stand for another type.
+    FileType_S* table = theApp.m_pFileTypes;
+    if (!table || !name || !*name || std::strlen(name) > kMaxTypeNameChars)
+        return 0;
+    int index = 0;
+    while (index < kMaxFileTypes && table[index].name[0] && !NameEquals(table[index], name))
+        ++index;
+    if (index == kMaxFileTypes)
+        return 1;  // the table is full: nothing is added
+    if (!table[index].name[0])
+        CopyText(table[index].name, name);
+    table[index].location = location;
+    table[index].encryption = encryption;
+    return 1;
+}
+
+int CKovra::SetDebugLevel(int level, int)
+{
+    int previous = theApp.m_nDebugLevel;
+    theApp.m_nDebugLevel = level;
+    return previous;
+}
+
+int CKovra::SetOption(int option, int value, int)
+{
+    if (option != 1)
+        return 0;
+    theApp.m_bSkipProcessSession = value ? 1 : 0;
+    return 1;
+}

@@ -1,0 +1,48 @@
+// Read-only views of the global state and the shared file-type table.
+#include <cstring>
+
+#include "frame/FileTypes.h"
+#include "frame/KovraApp.h"
+#include "kovra/diag.h"
+#include "platform/Text.h"
+
+extern "C" int KovraGetSettings(KovraSettings_S* settings)
+{
+    if (!settings)
+        return 0;
+    CopyText(settings->basePath, theApp.m_szBasePath);
+    CopyText(settings->dataPath, theApp.m_szDataPath);
+    CopyText(settings->readOnlyPath, theApp.m_szReadOnlyPath);
+    CopyText(settings->wkstaPath, theApp.m_szWkstaPath);
+    CopyText(settings->wkstaTmpPath, theApp.m_szWkstaTmpPath);
+    settings->debugLevel = theApp.m_nDebugLevel;
+    settings->sharingViolationRepeat = theApp.m_nSharingViolationRepeat;
+    settings->option = theApp.m_nOption;
+    settings->skipProcessSession = theApp.m_bSkipProcessSession;
+    settings->processCount = g_lProcessCount;
+    settings->sharedTableMapped = theApp.m_pFileTypes != nullptr;
+    return 1;
+}
+
+extern "C" int KovraGetFileType(int index, FileType_S* record)
+{
+    const FileType_S* table = theApp.m_pFileTypes;
+    if (!table || !record || index < 0 || index >= kMaxFileTypes)
+        return 0;
+    for (int walked = 0; walked <= index; ++walked)
+        if (!table[walked].name[0])
+            return 0;
+    *record = table[index];
+    record->name[sizeof record->name - 1] = '\0';
+    return 1;
+}
+
+extern "C" const char* KovraLocationWord(int index)
+{
+    return LocationWord(index);
+}
+
+extern "C" const char* KovraEncryptionWord(int index)
+{
+    return EncryptionWord(index);
+}

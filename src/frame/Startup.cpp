@@ -1,0 +1,78 @@
+// Loading and unloading the library: InitInstance, ExitInstance and the DLL entry.
+#include <windows.h>
+
+#include <cstdlib>
+
+#include "frame/Config.h"
+#include "frame/KovraApp.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+// Set once InitInstance has accepted the load, so that unloading undoes only what was done.
+bool g_bInitialised = false;
+
+// KARVELO-CKOVRAHOME names the directory of CKOVRA.INI; without it the file is DAT\CKOVRA.INI
+// below the base path (the file type "DFT" resolves the relative name there).
+void BuildConfigFileName(char (&name)[kPathBufferSize])
+{
+    const char* home = std::getenv("KARVELO-CKOVRAHOME");
+    if (!home) {
+        CopyText(name, "DAT\\CKOVRA.INI");
+        return;
+    }
+    CopyText(name, home);
+    if (!EndsWithBackslash(name))
+        AppendText(name, "\\");
+    AppendText(name, "CKOVRA.INI");
+}
+
+void* ProcessSession()
+{
+    return reinterpret_cast<void*>(static_cast<UINT_PTR>(::GetCurrentProcessId()));
+}
+
+} // namespace
+
+int CKovraApp::InitInstance()
+{
+    char configName[kPathBufferSize];
+    BuildConfigFileName(configName);
+
+    CKovra::StartSession(ProcessSession(), 0);
+    CKovra::StartThread(ProcessSession(), ::GetCurrentThreadId(), 0);
+
+    if (::InterlockedIncrement(&g_lProcessCount) == 0)
+        return ReadConfigurationFirstProcess(configName);
+    return ReadConfigurationLaterProcess(configName);
+}
+
+int CKovraApp::ExitInstance()
+{
+    CKovra::RemoveThread(ProcessSession(), ::GetCurrentThreadId(), 0);
+    CKovra::RemoveSession(ProcessSession(), 0);
+    return 0;
+}
+
+// The run-time constructs theApp before this entry runs and destroys it after the
+// entry's detach (also after a refused attach), which steps the process counter back.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+{
+    switch (reason) {
+    case DLL_PROCESS_ATTACH:
+        if (!theApp.InitInstance()) {
+            theApp.ExitInstance();
+            return FALSE;
+        }
+        g_bInitialised = true;
+        return TRUE;
+    case DLL_PROCESS_DETACH:
+        if (g_bInitialised)
+            theApp.ExitInstance();
+        g_bInitialised = false;
+        return TRUE;
+    default:
+        return TRUE;
+    }
+}

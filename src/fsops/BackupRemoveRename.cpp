@@ -1,0 +1,141 @@
+// Dated backup generations, removal and renaming of the object's file.
+#include <io.h>
+
+#include <cstring>
+
+#include "file/KovraFileState.h"
+#include "frame/KovraApp.h"
+#include "fsops/DirCreate.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr int kRetriesPerRepeat = 20;
+constexpr DWORD kSharingViolationPause = 50;
+constexpr int kLastTwoDigitNumber = 99;
+constexpr int kLastSixDigitNumber = 999999;
+
+// The type to resolve with: the caller's, else the object's own, else "DFT". Copied,
+// since closing the object frees its type.
+bool ChooseType(const char* given, const char* own, char (&type)[kPathBufferSize])
+{
+    return CopyText(type, given ? given : (own ? own : "DFT"));
+}
+
+// The first free backup path of the day: two-digit numbers first, then six digits.
+bool FindFreeBackupPath(const char* basePath, const char* extension, char (&backup)[kPathBufferSize])
+{
+    for (int number = 1; number <= kLastSixDigitNumber; ++number) {
+        const char* pattern = number <= kLastTwoDigitNumber ? "%s%.2d.%s" : "%s%.6d.%s";
+        if (!FormatText(backup, sizeof backup, pattern, basePath, number, extension))
+            return false;
+        if (_access(backup, 0) != 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int CKovra::SaveFile(const char* type, const char* directory, const char* extension, int nameFlags, int)
+{
+    if (!m_pState)
+        return 0;
+    KovraFileState_S& state = *m_pState;
+    char useType[kPathBufferSize];
+    char nameText[kPathBufferSize];
+    char basePath[kPathBufferSize];
+    int resolution = kErrorNameTooLong;
+    if (ChooseType(type, state.m_pszType, useType) &&
+        FormatText(nameText, sizeof nameText, "%s\\%%y%%M%%D", directory ? directory : "SAV"))
+        resolution = ResolveName(useType, nameText, sizeof nameText, basePath, nameFlags);
+    if (resolution != 1) {  // no backup path: the file stays where it is
+        state.m_nError = resolution;
+        return 0;
+    }
+
+    Close(1);
+    char backup[kPathBufferSize];
+    if (!FindFreeBackupPath(basePath, extension ? extension : "SAV", backup))
+        return 0;
+    MkDirTreeOfParent(backup);
+
+    int result = 1;
+    try {
+        CFile::Rename(state.m_szRealFileName, backup);
+    } catch (const CFileException& failure) {
+        RecordFailure(failure, "SaveFile.Rename");
+        result = 0;
+    }
+    if (!result && ::CopyFileA(state.m_szRealFileName, backup, TRUE)) {
+        result = 1;
+        _unlink(state.m_szRealFileName);  // a copy left at the old path is not reported
+    }
+    CopyText(state.m_szName, backup);
+    CopyText(state.m_szRealFileName, backup);
+    state.m_bTemporary = 0;
+    return result;
+}
+
+int CKovra::Remove(int)
+{
+    if (!m_pState)
+        return 0;
+    Close(0);
+    if (!Access(0))
+        return 1;
+    return MoveOrRemoveWithRetries("Remove", nullptr);
+}
+
+int CKovra::Rename(const char* type, char* name, int nameFlags)
+{
+    if (!m_pState || !name)
+        return 0;
+    KovraFileState_S& state = *m_pState;
+    char useType[kPathBufferSize];
+    char newName[kPathBufferSize];
+    char newPath[kPathBufferSize];
+    int resolution = kErrorNameTooLong;
+    if (ChooseType(type, state.m_pszType, useType) && CopyText(newName, name))
+        resolution = ResolveName(useType, newName, sizeof newName, newPath, nameFlags);
+    if (resolution != 1) {
+        state.m_nError = resolution;
+        return 0;
+    }
+    if (std::strlen(newName) <= std::strlen(name))  // the caller's text gets its date fields
+        std::strcpy(name, newName);
+
+    Close(1);
+    MkDirTreeOfParent(newPath);
+    int result = MoveOrRemoveWithRetries("Rename", newPath);
+    if (result) {
+        CopyText(state.m_szName, newName);
+        CopyText(state.m_szRealFileName, newPath);
+        state.m_bTemporary = 0;
+    }
+    return result;
+}
+
+int CKovra::MoveOrRemoveWithRetries(const char* operation, const char* newPath)
+{
+    const char* path = m_pState->m_szRealFileName;
+    const int retries = kRetriesPerRepeat * theApp.m_nSharingViolationRepeat;
+    for (int count = 0;; ++count) {
+        try {
+            if (newPath)
+                CFile::Rename(path, newPath);
+            else
+                CFile::Remove(path);
+            return 1;
+        } catch (const CFileException& failure) {
+            RecordFailure(failure, operation, count);
+            if (failure.m_cause != CFileException::sharingViolation)
+                return 0;
+            LogHandleOwners();
+            if (count >= retries)
+                return 0;
+        }
+        ::Sleep(kSharingViolationPause);
+    }
+}

@@ -1,0 +1,68 @@
+// Copying the object's file to another (type, name) and appending it to one.
+#include <cstring>
+
+#include "file/KovraFileState.h"
+#include "fsops/DirCreate.h"
+#include "kovra/kovra.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr unsigned int kCopyBlock = 8192;
+
+// Copies everything that source still has to read to destination. Failed writes don't
+// stop the copy; a failed read ends it like the end of the file.
+void CopyRest(CKovra& source, CKovra& destination)
+{
+    char block[kCopyBlock];
+    for (unsigned int read = source.Read(block, kCopyBlock, 0); read != 0; read = source.Read(block, kCopyBlock, 0))
+        destination.Write(block, read, 0);
+}
+
+} // namespace
+
+int CKovra::CopyFileA(const char* type, const char* name, int failIfExists, int flags)
+{
+    if (!m_pState || !name)
+        return 0;
+    KovraFileState_S& state = *m_pState;
+    char useType[kPathBufferSize];
+    char destinationName[kPathBufferSize];
+    char destination[kPathBufferSize];
+    int resolution = kErrorNameTooLong;
+    if (CopyText(useType, type ? type : (state.m_pszType ? state.m_pszType : "DFT")) &&
+        CopyText(destinationName, name))
+        resolution = ResolveName(useType, destinationName, sizeof destinationName, destination, flags);
+    if (resolution != 1) {  // no destination: nothing is flushed, created or copied
+        state.m_nError = resolution;
+        return 0;
+    }
+    Flush(0);
+    MkDirTreeOfParent(destination);
+    return ::CopyFileA(state.m_szRealFileName, destination, failIfExists) ? 1 : 0;
+}
+
+int CKovra::AppendFile(const char* type, const char* name, int)
+{
+    if (!m_pState)
+        return 0;
+    Flush(0);
+    CKovra destination(type, name, KOVRA_APPEND, nullptr, 0);
+    if (!destination.IsOpen(0))
+        return 0;
+    int result = 0;
+    if (IsOpen(0)) {
+        Seek(0, CFile::begin, 0);
+        CopyRest(*this, destination);  // leaves this object at its end
+        result = 1;
+    } else {
+        CKovra source(m_pState->m_pszType, GetFileName(), KOVRA_READ, nullptr, 0);
+        if (source.IsOpen(0)) {
+            CopyRest(source, destination);
+            result = 1;
+        }
+        source.Close(0);
+    }
+    destination.Close(0);
+    return result;
+}

@@ -1,0 +1,45 @@
+// Bounded text operations on fixed buffers. Every copy into a fixed buffer of the
+// library goes through these: they never write past the buffer, always terminate
+// it, treat a null source as the empty text and tell whether the text fit whole.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+
+#include "kovra/export.h"
+
+bool CopyText(char* destination, size_t size, const char* source) noexcept;
+bool AppendText(char* destination, size_t size, const char* source) noexcept;
+bool FormatText(char* destination, size_t size, const char* format, ...) noexcept
+    KOVRA_PRINTF_FORMAT(3, 4);
+bool FormatTextV(char* destination, size_t size, const char* format, va_list arguments) noexcept;
+
+template <size_t N>
+bool CopyText(char (&destination)[N], const char* source) noexcept
+{
+    return CopyText(destination, N, source);
+}
+
+template <size_t N>
+bool AppendText(char (&destination)[N], const char* source) noexcept
+{
+    return AppendText(destination, N, source);
+}
+
+// Appends a backslash unless the text already ends in one (the empty text gets one);
+// false when it doesn't fit.
+template <size_t N>
+bool EnsureTrailingBackslash(char (&destination)[N]) noexcept
+{
+    size_t length = 0;
+    while (destination[length])
+        ++length;
+    if (length > 0 && destination[length - 1] == '\\')
+        return true;
+    return AppendText(destination, N, "\\");
+}
+
+bool EndsWithBackslash(const char* text) noexcept;
+
+// The empty text that members return where they have no buffer of their own to point into.
+char* EmptyText() noexcept;

@@ -1,0 +1,144 @@
+// Helpers shared by the test programs: files, child processes with captured output,
+// named events, message-box watching and the monitor program.
+#pragma once
+
+#include <windows.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kovratest {
+
+// ---- files ------------------------------------------------------------------------------------
+std::string ReadFileBytes(const std::string& path);  // "" when the file can't be read
+void WriteFileBytes(const std::string& path, const std::string& bytes);  // makes the directories
+bool PathExists(const std::string& path);
+void MakeDirectories(const std::string& directory);
+void RemoveTree(const std::string& path);
+std::vector<std::string> SplitLines(const std::string& text);  // on LF, each line without CR LF
+std::string DirectoryOf(const std::string& path);              // with its trailing backslash
+std::string ProgramDirectory();                                // of the running program
+std::string CurrentUtcDate(const char* format);                // strftime of the UTC date
+
+// A fresh, empty directory for one test, removed again at the end.
+class ScratchDirectory {
+public:
+    explicit ScratchDirectory(const std::string& path);
+    ~ScratchDirectory();
+    const std::string& Path() const { return m_path; }  // with a trailing backslash
+    std::string operator/(const std::string& name) const { return m_path + name; }
+
+private:
+    std::string m_path;
+};
+
+// ---- child processes -------------------------------------------------------------------------
+struct EnvVar {
+    std::string name;
+    std::string value;
+    bool remove = false;
+};
+
+// A program started with its standard output and error captured.
+class ChildProcess {
+public:
+    ChildProcess(const std::string& commandLine, const std::vector<EnvVar>& environment = {},
+                 const std::string& workingDirectory = "");
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    bool Started() const { return m_process != nullptr; }
+    DWORD Id() const { return m_processId; }
+    // Next complete line of output (without its line end); false on timeout or end of output.
+    bool ReadLine(std::string& line, DWORD timeoutMs = 20000);
+    // Waits for a line that starts with prefix, dropping others; the line or "" on timeout.
+    std::string WaitForLine(const std::string& prefix, DWORD timeoutMs = 20000);
+    // Exit code, or -1 when it didn't end in time (it is then killed).
+    int Wait(DWORD timeoutMs = 60000);
+    // Everything it printed, once it has ended.
+    std::string Output();
+
+private:
+    void ReadOutput();
+
+    HANDLE m_process = nullptr;
+    DWORD m_processId = 0;
+    HANDLE m_outputRead = nullptr;
+    std::thread m_reader;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::string m_output;
+    size_t m_consumed = 0;
+    bool m_ended = false;
+};
+
+std::string Quote(const std::string& argument);
+std::string ProgramPath(const std::string& program);  // a program beside this one
+
+// ---- synchronisation --------------------------------------------------------------------------
+class NamedEvent {
+public:
+    NamedEvent();  // a unique name
+    ~NamedEvent();
+    const std::string& Name() const { return m_name; }
+    void Set();
+
+private:
+    std::string m_name;
+    HANDLE m_event;
+};
+
+// ---- message boxes ----------------------------------------------------------------------------
+struct MessageBoxSeen {
+    std::string caption;
+    std::string text;
+};
+
+// Watches for message boxes of a process (this one by default), reads their text and
+// dismisses them with OK.
+class BoxWatcher {
+public:
+    explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
+    ~BoxWatcher();
+    std::vector<MessageBoxSeen> Boxes();
+    // Waits until at least count boxes were seen.
+    bool WaitFor(size_t count, DWORD timeoutMs = 20000);
+
+private:
+    void Watch();
+
+    DWORD m_processId;
+    bool m_stop = false;
+    std::mutex m_mutex;
+    std::vector<MessageBoxSeen> m_boxes;
+    std::vector<HWND> m_dismissed;
+    std::thread m_thread;
+};
+
+// ---- the monitor program ----------------------------------------------------------------------
+// kovramon.exe in verbose mode, its lines going to a file that the test reads.
+class MonitorProgram {
+public:
+    explicit MonitorProgram(const std::string& outputFile);
+    ~MonitorProgram();
+    bool Ready() const { return m_ready; }
+    std::vector<std::string> Lines();
+    bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
+    void Close();  // WM_CLOSE to its window, then waits for it to end
+
+private:
+    std::string m_outputFile;
+    NamedEvent m_readyEvent;
+    std::unique_ptr<ChildProcess> m_process;
+    bool m_ready = false;
+};
+
+// Field "name=value" of a verbose monitor line ("" when absent); text= runs to the end.
+std::string MonitorField(const std::string& line, const std::string& name);
+
+} // namespace kovratest
