@@ -35,6 +35,12 @@ bool NameEquals(const FileType_S& record, const char* name)
 
 } // namespace
 
+FileType_S* FileTypeTable()
+{
+    static FileType_S privateTable[kMaxFileTypes];
+    return theApp.m_pFileTypes ? theApp.m_pFileTypes : privateTable;
+}
+
 int LookupLocationWord(const char* word)
 {
     return LookupWord(kLocationWords, word);
@@ -63,8 +69,8 @@ bool FindFileType(const char* name, FileType_S& record)
         return false;
     if (!*name)
         return true;
-    const FileType_S* table = theApp.m_pFileTypes;
-    for (int index = 0; table && index < kMaxFileTypes && table[index].name[0]; ++index) {
+    const FileType_S* table = FileTypeTable();
+    for (int index = 0; index < kMaxFileTypes && table[index].name[0]; ++index) {
         if (NameEquals(table[index], name)) {
             record = table[index];
             record.name[sizeof record.name - 1] = '\0';
@@ -78,8 +84,8 @@ int CKovra::AddFileType(const char* name, int location, int encryption, int)
 {
     // A name that the record can't hold whole is refused rather than cut: a cut name
     // could stand for another type.
-    FileType_S* table = theApp.m_pFileTypes;
-    if (!table || !name || !*name || std::strlen(name) > kMaxTypeNameChars)
+    FileType_S* table = FileTypeTable();
+    if (!name || !*name || std::strlen(name) > kMaxTypeNameChars)
         return 0;
     int index = 0;
     while (index < kMaxFileTypes && table[index].name[0] && !NameEquals(table[index], name))

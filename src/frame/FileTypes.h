@@ -28,6 +28,10 @@ int LookupEncryptionWord(const char* word);
 const char* LocationWord(int index);    // null outside 1..11
 const char* EncryptionWord(int index);  // null outside 1..1
 
+// The shared table, or, in a process that couldn't map the shared block, a table of its
+// own: the library then works in that process with the types it reads itself.
+FileType_S* FileTypeTable();
+
 // Copies the record whose name equals name (with regard to case); false for an unknown
-// name or when there is no table.
+// name.
 bool FindFileType(const char* name, FileType_S& record);

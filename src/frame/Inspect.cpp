@@ -26,8 +26,8 @@ extern "C" int KovraGetSettings(KovraSettings_S* settings)
 
 extern "C" int KovraGetFileType(int index, FileType_S* record)
 {
-    const FileType_S* table = theApp.m_pFileTypes;
-    if (!table || !record || index < 0 || index >= kMaxFileTypes)
+    const FileType_S* table = FileTypeTable();
+    if (!record || index < 0 || index >= kMaxFileTypes)
         return 0;
     for (int walked = 0; walked <= index; ++walked)
         if (!table[walked].name[0])

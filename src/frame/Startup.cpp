@@ -43,7 +43,8 @@ int CKovraApp::InitInstance()
     CKovra::StartSession(ProcessSession(), 0);
     CKovra::StartThread(ProcessSession(), ::GetCurrentThreadId(), 0);
 
-    if (::InterlockedIncrement(&g_lProcessCount) == 0)
+    // A process without the shared block fills a table of its own, as a first process does.
+    if (::InterlockedIncrement(&g_lProcessCount) == 0 || !m_pFileTypes)
         return ReadConfigurationFirstProcess(configName);
     return ReadConfigurationLaterProcess(configName);
 }

@@ -1,53 +1,23 @@
 // kovra_probe: loads kovra.dll at run time and prints what the library derived, so that
 // tests can look at start-up from outside: the process counter, paths, settings, the
-// shared file-type table and the registry. Message boxes shown while loading are read,
-// printed and dismissed by a watcher thread.
+// shared file-type table and the registry. Message boxes shown while loading block the
+// load until someone dismisses them: the test that starts the probe watches for them.
 //
 //   kovra_probe [--hold EVENT] [--keep-loaded]
 //
-// Output lines: "BOX <caption>|<text>", "LOAD 1" or "LOAD 0 <error>", then "COUNT n",
+// Output lines: "LOAD 1" or "LOAD 0 <error>", then "COUNT n",
 // "BASE p", "DATA p", "READONLY p", "WKSTA p", "WKSTATMP p", "DEBUG n", "REPEAT n",
 // "OPTION n", "MAPPED n", "CWD p", "TYPE name location encryption" for every type,
 // "SESSION count modulepath|user|client", "THREAD tid"; with --hold "READY" and a wait
 // for EVENT; then "UNLOADED".
 #include <windows.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <thread>
 
 #include "kovra/diag.h"
 
 namespace {
-
-std::atomic<bool> g_stopWatching{false};
-
-BOOL CALLBACK DismissBox(HWND window, LPARAM)
-{
-    DWORD owner = 0;
-    ::GetWindowThreadProcessId(window, &owner);
-    char className[32] = "";
-    ::GetClassNameA(window, className, sizeof className);
-    if (owner != ::GetCurrentProcessId() || std::strcmp(className, "#32770") != 0 || !::IsWindowVisible(window))
-        return TRUE;
-    char caption[256] = "";
-    char text[2048] = "";
-    ::GetWindowTextA(window, caption, sizeof caption);
-    ::GetDlgItemTextA(window, 0xFFFF, text, sizeof text);
-    std::printf("BOX %s|%s\n", caption, text);
-    std::fflush(stdout);
-    ::SendMessageA(window, WM_COMMAND, IDOK, 0);
-    return TRUE;
-}
-
-void WatchBoxes()
-{
-    while (!g_stopWatching) {
-        ::EnumWindows(DismissBox, 0);
-        ::Sleep(20);
-    }
-}
 
 template <typename Function>
 Function Entry(HMODULE library, const char* name)
@@ -92,7 +62,6 @@ int main(int argc, char** argv)
         if (std::strcmp(argv[index], "--hold") == 0 && index + 1 < argc)
             holdEvent = argv[++index];
 
-    std::thread watcher(WatchBoxes);
     HMODULE library = ::LoadLibraryA("kovra.dll");
     DWORD error = ::GetLastError();
     if (!library) {
@@ -113,7 +82,5 @@ int main(int argc, char** argv)
     }
     std::printf("UNLOADED\n");
     std::fflush(stdout);
-    g_stopWatching = true;
-    watcher.join();
     return library ? 0 : 3;
 }
