@@ -64,6 +64,7 @@ template <typename Change>
 int UpdateCallerSession(Change change, ThreadInfo& record)
 {
     record = EmptyContext();
+    ThreadInfo before = record;  // the lookup's summary shows the record as it was found
     unsigned long examined = 0;
     int found = 0;
     {
@@ -71,6 +72,7 @@ int UpdateCallerSession(Change change, ThreadInfo& record)
         if (lock.Lock(INFINITE)) {
             found = LookupCallerSession(record, examined);
             if (found) {
+                before = record;
                 change(record);
                 ReplaceSessionRecord(record);
             }
@@ -78,7 +80,7 @@ int UpdateCallerSession(Change change, ThreadInfo& record)
     }
     if (!found)
         ShowLookupBox(kGetInfoNotFound);
-    LogLookupSummary(found, record, examined);
+    LogLookupSummary(found, before, examined);
     if (!found)
         ShowLookupBox(kSetInfoNotFound);
     return found;
