@@ -168,3 +168,23 @@ TEST(Config, LongLinesAndNamesDontOverflow)
 }
 
 } // namespace
+
+namespace {
+
+TEST(Config, WithoutAReadOnlyPathTheReadOnlyLocationsAreTheBaseAndModuleOnes)
+{
+    Installation installation("NOREADONLY");
+    installation.WriteConfig({"[DefaultSettings]", "Option=32", "[RO]", "Location=BASEREADONLY", "[MRO]",
+                              "Location=MODULEREADONLY"});
+    auto resolve = [&](const std::string& type) {
+        ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " resolve " + type + " SUB\\F.TXT",
+                           installation.Environment());
+        child.Wait();
+        return SplitLines(child.Output()).at(0);
+    };
+    // Without SetModulePath the module path is the base path.
+    EXPECT_EQ("REAL " + installation.Base() + "SUB\\F.TXT", resolve("RO"));
+    EXPECT_EQ("REAL " + installation.Base() + "SUB\\F.TXT", resolve("MRO"));
+}
+
+} // namespace
