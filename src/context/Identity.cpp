@@ -20,11 +20,6 @@ void ShowLookupBox(const char* text)
         ShowMessageBox(text, MB_OK);
 }
 
-unsigned Hex(const void* session)
-{
-    return static_cast<unsigned>(SessionNumber(session));
-}
-
 CList<ThreadInfo>::iterator FirstSessionWithValue(void* session)
 {
     auto& sessions = theApp.m_listSessions;
@@ -49,11 +44,6 @@ ThreadInfo EmptyContext()
     ThreadInfo record;
     std::memset(&record, 0, sizeof record);
     return record;
-}
-
-void* ProcessSession()
-{
-    return reinterpret_cast<void*>(static_cast<UINT_PTR>(::GetCurrentProcessId()));
 }
 
 // Looks the caller's record up and changes it under one hold of the registry lock, so
@@ -116,7 +106,7 @@ int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
             record = *found;
             return 1;
         }
-        LogEventF("*GetInfo FAILED 0 (%x,%x)", static_cast<unsigned>(threadId), Hex(match->session));
+        LogEventF("*GetInfo FAILED 0 (%x,%x)", static_cast<unsigned>(threadId), SessionHex(match->session));
     } else {
         LogEventF("*GetInfo FAILED 0 (%x)", static_cast<unsigned>(threadId));
     }
@@ -140,7 +130,7 @@ int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
 
 void LogLookupSummary(int result, const ThreadInfo& record, unsigned long examinedThread)
 {
-    LogEventF("*GetInfo =%d : Session(%x), ThreadID(%x), ModulePath(%s), User(%s)", result, Hex(record.session),
+    LogEventF("*GetInfo =%d : Session(%x), ThreadID(%x), ModulePath(%s), User(%s)", result, SessionHex(record.session),
               static_cast<unsigned>(examinedThread), record.modulePath, record.user);
 }
 
@@ -179,7 +169,7 @@ int CKovra::SetUser(const char* user, int)
     UpdateCallerSession([name](ThreadInfo& info) { FormatText(info.user, sizeof info.user, "USERS\\%s", name); },
                         record);
     TraceIf(kDebugExceptions, "Kovra : SetUser : User(%s)", name);
-    LogEventF("*SetUser (%s,%x,%d,%s)", name, Hex(record.session), static_cast<int>(record.referenceCount),
+    LogEventF("*SetUser (%s,%x,%d,%s)", name, SessionHex(record.session), static_cast<int>(record.referenceCount),
               record.modulePath);
     return 1;
 }
@@ -204,7 +194,7 @@ int CKovra::SetModulePath(const char* path, int)
     ThreadInfo record;
     UpdateCallerSession([&stored](ThreadInfo& info) { CopyText(info.modulePath, stored); }, record);
     TraceIf(kDebugExceptions, "Kovra : SetModulePath : ModulePath(%s)", stored);
-    LogEventF("*SetModulePath (%x,%d,%s,%s)", Hex(record.session), static_cast<int>(record.referenceCount),
+    LogEventF("*SetModulePath (%x,%d,%s,%s)", SessionHex(record.session), static_cast<int>(record.referenceCount),
               record.modulePath, record.user);
     return 1;
 }

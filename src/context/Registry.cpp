@@ -40,11 +40,6 @@ ThreadInfo NewSessionRecord(void* session)
     return record;
 }
 
-unsigned Hex(const void* session)
-{
-    return static_cast<unsigned>(SessionNumber(session));
-}
-
 } // namespace
 
 int CKovra::StartSession(void* session, int)
@@ -70,7 +65,7 @@ int CKovra::StartSession(void* session, int)
                 result = 1;
             }
         }
-        LogEventF("*StartSession (%d,%x,%d,%s,%s)", result, Hex(record.session),
+        LogEventF("*StartSession (%d,%x,%d,%s,%s)", result, SessionHex(record.session),
                   static_cast<int>(record.referenceCount), record.modulePath, record.user);
         return result;
     });
@@ -84,7 +79,7 @@ int CKovra::RemoveSession(void* session, int)
         return 0;
     auto found = FindSession(session);
     if (found == theApp.m_listSessions.end()) {
-        LogEventF("*RemoveSession FAILED (%x)", Hex(session));
+        LogEventF("*RemoveSession FAILED (%x)", SessionHex(session));
         return 0;
     }
     LONG count = --found->referenceCount;
@@ -95,7 +90,7 @@ int CKovra::RemoveSession(void* session, int)
     else
         TraceIf(kDebugExceptions, "Kovra : RemoveSession : Decr RefCount (%d,%d)", SessionNumber(session),
                 static_cast<int>(count));
-    LogEventF("*RemoveSession (%x,%d,%s)", Hex(session), static_cast<int>(count), modulePath);
+    LogEventF("*RemoveSession (%x,%d,%s)", SessionHex(session), static_cast<int>(count), modulePath);
     return 1;
 }
 
@@ -115,7 +110,7 @@ int CKovra::StartThread(void* session, unsigned long threadId, int)
                 result = 1;
             }
         }
-        LogEventF("*StartThread (%d,%x,%x)", result, Hex(session), static_cast<unsigned>(threadId));
+        LogEventF("*StartThread (%d,%x,%x)", result, SessionHex(session), static_cast<unsigned>(threadId));
         return result;
     });
 }
@@ -129,10 +124,10 @@ int CKovra::RemoveThread(void* session, unsigned long threadId, int)
         return 0;
     auto found = FindBinding(session, threadId);
     if (found == theApp.m_listThreads.end()) {
-        LogEventF("*RemoveThread FAILED (%x,%x)", Hex(session), static_cast<unsigned>(threadId));
+        LogEventF("*RemoveThread FAILED (%x,%x)", SessionHex(session), static_cast<unsigned>(threadId));
         return 0;
     }
-    LogEventF("*RemoveThread (%x,%x)", Hex(session), static_cast<unsigned>(threadId));
+    LogEventF("*RemoveThread (%x,%x)", SessionHex(session), static_cast<unsigned>(threadId));
     RemoveSession(session, 0);
     theApp.m_listThreads.RemoveAt(found);
     return 1;

@@ -25,3 +25,14 @@ inline int SessionNumber(const void* session)
 {
     return static_cast<int>(reinterpret_cast<INT_PTR>(session));
 }
+
+inline unsigned SessionHex(const void* session)
+{
+    return static_cast<unsigned>(SessionNumber(session));
+}
+
+// The session that the library registers for the process: its process id.
+inline void* ProcessSession()
+{
+    return reinterpret_cast<void*>(static_cast<UINT_PTR>(::GetCurrentProcessId()));
+}

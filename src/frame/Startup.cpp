@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "context/ThreadInfo.h"
 #include "frame/Config.h"
 #include "frame/KovraApp.h"
 #include "kovra/kovra.h"
@@ -26,11 +27,6 @@ void BuildConfigFileName(char (&name)[kPathBufferSize])
     if (!EndsWithBackslash(name))
         AppendText(name, "\\");
     AppendText(name, "CKOVRA.INI");
-}
-
-void* ProcessSession()
-{
-    return reinterpret_cast<void*>(static_cast<UINT_PTR>(::GetCurrentProcessId()));
 }
 
 } // namespace
