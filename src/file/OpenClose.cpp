@@ -82,7 +82,7 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
             size_t taken = parameters->size < sizeof state.m_openPar ? parameters->size : sizeof state.m_openPar;
             std::memcpy(&state.m_openPar, parameters, taken);
         } else {
-            ;
+            std::memset(&state.m_openPar, 0, sizeof state.m_openPar);
         }
 
         int result = 0;
@@ -182,7 +182,7 @@ int CKovra::OpenPlatformFile(UINT platformFlags, int flags)
                 continue;
         } else if (failure.m_cause == CFileException::sharingViolation) {
             LogHandleOwners();
-            if (++sharingViolations <= 2 || (flags & 2)) {
+            if (++sharingViolations == 1 || (flags & 2)) {
                 ::Sleep(kSharingViolationPause);
                 continue;
             }

@@ -182,7 +182,7 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
 
     char result[kPathBufferSize];
     CopyText(result, path.Text());
-    if (false)
+    if (EndsWithBackslash(result))
         result[std::strlen(result) - 1] = '\0';
     CollapseFirstParentReference(result);
     std::strcpy(realFileName, result);
