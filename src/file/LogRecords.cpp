@@ -16,9 +16,28 @@ namespace {
 constexpr size_t kLineSize = 4096;
 constexpr int kHandleToolHeadingLines = 4;
 
-// Runs the handle tool for name with its output in outputFile, and waits for it.
-void RunHandleTool(const char* name, const char* outputFile)
+// The directory that a relative name is relative to: the real path less the name when it
+// ends with it, otherwise the directory of the real path.
+void NameDirectory(const char* name, const char* realFileName, char (&directory)[kPathBufferSize])
 {
+    CopyText(directory, realFileName);
+    size_t realLength = std::strlen(directory);
+    size_t nameLength = std::strlen(name);
+    if (nameLength < realLength && ::lstrcmpiA(directory + realLength - nameLength, name) == 0) {
+        directory[realLength - nameLength] = '\0';
+        return;
+    }
+    char* separator = std::strrchr(directory, '\\');
+    if (separator)
+        separator[1] = '\0';
+}
+
+// Runs the handle tool for name with its output in outputFile, and waits for it. The tool
+// starts in the directory that the name is relative to, so that it finds the file.
+void RunHandleTool(const char* name, const char* realFileName, const char* outputFile)
+{
+    char directory[kPathBufferSize];
+    NameDirectory(name, realFileName, directory);
     char command[3 * kPathBufferSize + 64];
     if (!FormatText(command, sizeof command, "cmd /C %sPRG\\HANDLE.EXE \"%s\" >%s", theApp.m_szBasePath, name,
                     outputFile))
@@ -26,8 +45,8 @@ void RunHandleTool(const char* name, const char* outputFile)
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process = {};
-    if (!::CreateProcessA(nullptr, command, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
-                          &process))
+    if (!::CreateProcessA(nullptr, command, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+                          directory[0] ? directory : nullptr, &startup, &process))
         return;
     do {
         ::Sleep(10);
@@ -77,7 +96,7 @@ void CKovra::LogHandleOwners()
         return;
 
     // The tool runs before the log is opened, so that other writers aren't held off meanwhile.
-    RunHandleTool(GetFileName(), outputFile);
+    RunHandleTool(GetFileName(), m_pState->m_szRealFileName, outputFile);
     {
         LogFile log;
         FILE* output = std::fopen(outputFile, "rb");
