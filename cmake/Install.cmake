@@ -1,21 +1,22 @@
-# The installable package: include/, lib/ (import library), bin/ (DLLs and programs)
-# and a CMake package configuration for find_package(kovra CONFIG).
+# The installable package: include/, lib/ (import libraries), bin/ (the DLLs and the
+# programs) and a CMake package configuration for find_package(kovra CONFIG).
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS kovra EXPORT kovraTargets
+# tarnel31 goes into the export set with kovra: kovra.dll imports from it, so a consumer's
+# link and its run-time search know the environment library as kovra::tarnel31.
+install(TARGETS kovra tarnel31 EXPORT kovraTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS tarnel31 kovramon kovra_handle kovra_cli
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/tarnel31)
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS kovramon kovra_handle kovra_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/kovra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-install(EXPORT kovraTargets NAMESPACE kovra:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovra)
+set(KOVRA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kovra)
+install(EXPORT kovraTargets NAMESPACE kovra:: DESTINATION ${KOVRA_CMAKE_DIR})
 configure_package_config_file(cmake/kovraConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/kovraConfig.cmake
-  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovra)
+  INSTALL_DESTINATION ${KOVRA_CMAKE_DIR}
+  PATH_VARS CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/kovraConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kovraConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/kovraConfigVersion.cmake
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovra)
+  DESTINATION ${KOVRA_CMAKE_DIR})

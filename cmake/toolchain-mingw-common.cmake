@@ -7,7 +7,7 @@ set(CMAKE_FIND_ROOT_PATH /usr/${KOVRA_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)  # also packages installed elsewhere (CMAKE_PREFIX_PATH)
 
 # Windows programs (the tests) run under wine, in a prefix inside the build tree. env(1)
 # passes every variable on, also names with a hyphen that a shell would drop.
