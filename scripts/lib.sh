@@ -21,14 +21,26 @@ kovra_install_packages() {
   DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null
 }
 
-# kovra_build TARGET [cmake options...]: configures and builds build/TARGET.
+# kovra_build TARGET [cmake options...] [-- build targets...]: configures build/TARGET
+# and builds the named build targets, or everything.
 kovra_build() {
   local target=$1
   shift
+  local options=()
+  while [ $# -gt 0 ] && [ "$1" != "--" ]; do
+    options+=("$1")
+    shift
+  done
+  [ $# -gt 0 ] && shift
   echo "== building $target"
   cmake -S "$KOVRA_ROOT" -B "$KOVRA_ROOT/build/$target" -G Ninja \
-    -DCMAKE_TOOLCHAIN_FILE="$KOVRA_ROOT/cmake/toolchain-$target.cmake" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
-  cmake --build "$KOVRA_ROOT/build/$target"
+    -DCMAKE_TOOLCHAIN_FILE="$KOVRA_ROOT/cmake/toolchain-$target.cmake" -DCMAKE_BUILD_TYPE=Release \
+    "${options[@]}" >/dev/null
+  if [ $# -gt 0 ]; then
+    cmake --build "$KOVRA_ROOT/build/$target" --target "$@"
+  else
+    cmake --build "$KOVRA_ROOT/build/$target"
+  fi
 }
 
 # kovra_wine_up BUILD_DIR: a headless prefix in BUILD_DIR/wineprefix, the fixture drives,
