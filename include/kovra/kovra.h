@@ -149,6 +149,10 @@ private:
     // BuildFileName with the name buffer's size: date fields may lengthen the name up to
     // it. Returns 1, or a negative KovraError-like code (-1 unknown type, -2 too long).
     int ResolveName(const char* type, char* name, size_t nameSize, char* realFileName, int flags);
+    // The target of SaveFile, Rename and CopyFileA: nameText resolved for the given type,
+    // else the object's own, else "DFT", into name and path (260 bytes each). On failure the
+    // error is recorded and 0 returned.
+    int ResolveTarget(const char* type, const char* nameText, char* name, char* path, int flags);
     void CreateTemporaryFile();
     int OpenPlatformFile(unsigned int platformFlags, int flags);
     void LogCall(const char* text);

@@ -189,6 +189,18 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
     return 1;
 }
 
+int CKovra::ResolveTarget(const char* type, const char* nameText, char* name, char* path, int flags)
+{
+    const char* ownType = m_pState->m_pszType;
+    int resolution = kErrorNameTooLong;
+    if (CopyText(name, kPathBufferSize, nameText))
+        resolution = ResolveName(type ? type : (ownType ? ownType : "DFT"), name, kPathBufferSize, path, flags);
+    if (resolution == 1)
+        return 1;
+    m_pState->m_nError = resolution;
+    return 0;
+}
+
 int CKovra::BuildFileName(const char* type, char* name, char* realFileName, int flags)
 {
     if (!m_pState || !name || !realFileName)

@@ -16,13 +16,6 @@ constexpr DWORD kSharingViolationPause = 50;
 constexpr int kLastTwoDigitNumber = 99;
 constexpr int kLastSixDigitNumber = 999999;
 
-// The type to resolve with: the caller's, else the object's own, else "DFT". Copied,
-// since closing the object frees its type.
-bool ChooseType(const char* given, const char* own, char (&type)[kPathBufferSize])
-{
-    return CopyText(type, given ? given : (own ? own : "DFT"));
-}
-
 // The first free backup path of the day: two-digit numbers first, then six digits.
 bool FindFreeBackupPath(const char* basePath, const char* extension, char (&backup)[kPathBufferSize])
 {
@@ -43,17 +36,13 @@ int CKovra::SaveFile(const char* type, const char* directory, const char* extens
     if (!m_pState)
         return 0;
     KovraFileState_S& state = *m_pState;
-    char useType[kPathBufferSize];
-    char nameText[kPathBufferSize];
+    // A text cut here is longer than any name, so resolving it fails as too long.
+    char nameText[kPathBufferSize + 16];
+    FormatText(nameText, sizeof nameText, "%s\\%%y%%M%%D", directory ? directory : "SAV");
+    char name[kPathBufferSize];
     char basePath[kPathBufferSize];
-    int resolution = kErrorNameTooLong;
-    if (ChooseType(type, state.m_pszType, useType) &&
-        FormatText(nameText, sizeof nameText, "%s\\%%y%%M%%D", directory ? directory : "SAV"))
-        resolution = ResolveName(useType, nameText, sizeof nameText, basePath, nameFlags);
-    if (resolution != 1) {  // no backup path: the file stays where it is
-        state.m_nError = resolution;
-        return 0;
-    }
+    if (!ResolveTarget(type, nameText, name, basePath, nameFlags))
+        return 0;  // no backup path: the file stays where it is
 
     Close(1);
     char backup[kPathBufferSize];
@@ -93,16 +82,10 @@ int CKovra::Rename(const char* type, char* name, int nameFlags)
     if (!m_pState || !name)
         return 0;
     KovraFileState_S& state = *m_pState;
-    char useType[kPathBufferSize];
     char newName[kPathBufferSize];
     char newPath[kPathBufferSize];
-    int resolution = kErrorNameTooLong;
-    if (ChooseType(type, state.m_pszType, useType) && CopyText(newName, name))
-        resolution = ResolveName(useType, newName, sizeof newName, newPath, nameFlags);
-    if (resolution != 1) {
-        state.m_nError = resolution;
+    if (!ResolveTarget(type, name, newName, newPath, nameFlags))
         return 0;
-    }
     if (std::strlen(newName) <= std::strlen(name))  // the caller's text gets its date fields
         std::strcpy(name, newName);
 

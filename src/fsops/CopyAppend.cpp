@@ -25,21 +25,13 @@ int CKovra::CopyFileA(const char* type, const char* name, int failIfExists, int 
 {
     if (!m_pState || !name)
         return 0;
-    KovraFileState_S& state = *m_pState;
-    char useType[kPathBufferSize];
     char destinationName[kPathBufferSize];
     char destination[kPathBufferSize];
-    int resolution = kErrorNameTooLong;
-    if (CopyText(useType, type ? type : (state.m_pszType ? state.m_pszType : "DFT")) &&
-        CopyText(destinationName, name))
-        resolution = ResolveName(useType, destinationName, sizeof destinationName, destination, flags);
-    if (resolution != 1) {  // no destination: nothing is flushed, created or copied
-        state.m_nError = resolution;
-        return 0;
-    }
+    if (!ResolveTarget(type, name, destinationName, destination, flags))
+        return 0;  // no destination: nothing is flushed, created or copied
     Flush(0);
     MkDirTreeOfParent(destination);
-    return ::CopyFileA(state.m_szRealFileName, destination, failIfExists) ? 1 : 0;
+    return ::CopyFileA(m_pState->m_szRealFileName, destination, failIfExists) ? 1 : 0;
 }
 
 int CKovra::AppendFile(const char* type, const char* name, int)
