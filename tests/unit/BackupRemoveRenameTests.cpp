@@ -258,4 +258,28 @@ TEST(Rename, AFailedRenameLeavesTheNamesAsTheyWere)
     EXPECT_FALSE(PathExists(directory / "NEW.TXT"));
 }
 
+TEST(Rename, TargetsTooLongForAPathAreRefusedAndTheFileStays)
+{
+    ScratchDirectory directory(kBase + "TOO_LONG");
+    CKovra file;
+    NameFile(file, "TOO_LONG\\F.TXT", "f");
+    const std::string longName = "TOO_LONG\\" + std::string(259, 'N');
+
+    std::string renamed = longName;
+    EXPECT_EQ(0, file.Rename("T_BASE", &renamed[0]));
+    EXPECT_EQ(-2, CauseOf(file));
+    EXPECT_EQ(longName, renamed);
+    EXPECT_EQ(0, file.SaveFile("T_BASE", longName.c_str()));
+    EXPECT_EQ(-2, CauseOf(file));
+    EXPECT_EQ(0, file.CopyFileA("T_BASE", longName.c_str(), 0));
+    EXPECT_EQ(-2, CauseOf(file));
+    EXPECT_EQ(0, file.AppendFile("T_BASE", longName.c_str()));
+
+    EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
+    EXPECT_EQ("f", ReadFileBytes(directory / "F.TXT"));
+    CKovraFind find;
+    EXPECT_EQ(0, find.FindFile("T_BASE", longName.c_str()));
+    EXPECT_EQ(0, find.FindNextFileA());
+}
+
 } // namespace
