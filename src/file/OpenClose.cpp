@@ -7,6 +7,7 @@
 #include "context/ThreadInfo.h"
 #include "file/KovraFileState.h"
 #include "file/PathParts.h"
+#include "file/SharingRetry.h"
 #include "frame/CallFrame.h"
 #include "frame/Diagnostics.h"
 #include "frame/KovraApp.h"
@@ -15,8 +16,6 @@
 #include "platform/Text.h"
 
 namespace {
-
-constexpr DWORD kSharingViolationPause = 50;
 
 UINT PlatformOpenFlags(uint32_t options)
 {
@@ -161,7 +160,7 @@ int CKovra::OpenPlatformFile(UINT platformFlags, int flags)
         platformFlags |= CFile::osWriteThrough;
     platformFlags |= CFile::modeNoInherit;
 
-    int sharingViolations = 0;
+    SharingRetry retry = SharingRetry::ForOpen(flags & 2);
     bool madeWritable = false;
     for (;;) {
         failure.m_cause = CFileException::none;
@@ -182,10 +181,8 @@ int CKovra::OpenPlatformFile(UINT platformFlags, int flags)
                 continue;
         } else if (failure.m_cause == CFileException::sharingViolation) {
             LogHandleOwners();
-            if (++sharingViolations == 1 || (flags & 2)) {
-                ::Sleep(kSharingViolationPause);
+            if (retry.PauseForNextAttempt())
                 continue;
-            }
         }
         return 0;
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "file/KovraFileState.h"
+#include "file/SharingRetry.h"
 #include "frame/KovraApp.h"
 #include "fsops/DirCreate.h"
 #include "kovra/kovra.h"
@@ -11,8 +12,6 @@
 
 namespace {
 
-constexpr int kRetriesPerRepeat = 20;
-constexpr DWORD kSharingViolationPause = 50;
 constexpr int kLastTwoDigitNumber = 99;
 constexpr int kLastSixDigitNumber = 999999;
 
@@ -103,8 +102,8 @@ int CKovra::Rename(const char* type, char* name, int nameFlags)
 int CKovra::MoveOrRemoveWithRetries(const char* operation, const char* newPath)
 {
     const char* path = m_pState->m_szRealFileName;
-    const int retries = kRetriesPerRepeat * theApp.m_nSharingViolationRepeat;
-    for (int count = 0;; ++count) {
+    SharingRetry retry = SharingRetry::ForMove(theApp.m_nSharingViolationRepeat);
+    for (;;) {
         try {
             if (newPath)
                 CFile::Rename(path, newPath);
@@ -112,13 +111,12 @@ int CKovra::MoveOrRemoveWithRetries(const char* operation, const char* newPath)
                 CFile::Remove(path);
             return 1;
         } catch (const CFileException& failure) {
-            RecordFailure(failure, operation, count);
+            RecordFailure(failure, operation, retry.Count());
             if (failure.m_cause != CFileException::sharingViolation)
                 return 0;
             LogHandleOwners();
-            if (count >= retries)
+            if (!retry.PauseForNextAttempt())
                 return 0;
         }
-        ::Sleep(kSharingViolationPause);
     }
 }
