@@ -159,10 +159,7 @@ TEST(Traces, RegistryIdentityAndFallBackTraces)
         "Kovra : GetInfo Default 1",
     };
     ASSERT_TRUE(monitor.WaitForLines(expected.size()));
-    std::vector<std::string> texts;
-    for (const std::string& line : monitor.Lines())
-        texts.push_back(MonitorField(line, "text"));
-    EXPECT_EQ(expected, texts);
+    EXPECT_EQ(expected, monitor.Texts());
 }
 
 } // namespace

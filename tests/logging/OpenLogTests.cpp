@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -20,37 +21,14 @@ const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kLog = kBase + "CKOVRA.LOG";
 const std::string kIndent(19, ' ');
 
-std::string Hex(unsigned long long value)
-{
-    char text[24];
-    std::snprintf(text, sizeof text, "%llx", value);
-    return text;
-}
-
-std::string Address(const CKovra& file)
-{
-    return Hex(reinterpret_cast<uintptr_t>(&file));
-}
-
-// The lines about file since the log was cleared: per-call lines without their time stamp,
-// the handle field shown as H unless it is -1 or "...", and the indented lines that follow them.
+// The records about file since the log was cleared, the handle field shown as H unless it
+// is -1 or "...".
 std::vector<std::string> ObjectLines(const CKovra& file)
 {
-    static const std::regex stamped(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d (.*))");
     static const std::regex openHandle(R"(, \d+, ([^,]*)\)$)");
-    const std::string prefix = Address(file) + " ";
-    std::vector<std::string> lines;
-    bool ours = false;
-    std::smatch match;
-    for (const std::string& line : SplitLines(ReadFileBytes(kLog))) {
-        if (std::regex_match(line, match, stamped)) {
-            ours = match[1].str().compare(0, prefix.size(), prefix) == 0;
-            if (ours)
-                lines.push_back(std::regex_replace(match[1].str(), openHandle, ", H, $1)"));
-        } else if (ours) {
-            lines.push_back(line);
-        }
-    }
+    std::vector<std::string> lines = LogRecords(kLog, Address(file) + " ");
+    for (std::string& line : lines)
+        line = std::regex_replace(line, openHandle, ", H, $1)");
     return lines;
 }
 

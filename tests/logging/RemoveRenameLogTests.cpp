@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -22,43 +23,10 @@ const std::string kLog = kBase + "CKOVRA.LOG";
 const std::string kIndent(19, ' ');
 constexpr size_t kHeldAttempts = 21;  // the first and 20 retries with the default repeat factor 1
 
-std::string Hex(unsigned long long value)
-{
-    char text[24];
-    std::snprintf(text, sizeof text, "%llx", value);
-    return text;
-}
-
-std::string Address(const CKovra& file)
-{
-    return Hex(reinterpret_cast<uintptr_t>(&file));
-}
-
-// The per-call lines that begin with a match of start since the log was cleared, without
-// their time stamps, and the indented lines that follow them.
-std::vector<std::string> LogLines(const std::string& start)
-{
-    static const std::regex stamped(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d (.*))");
-    const std::regex ours(start + ".*");
-    std::vector<std::string> lines;
-    bool keep = false;
-    std::smatch match;
-    for (const std::string& line : SplitLines(ReadFileBytes(kLog))) {
-        if (std::regex_match(line, match, stamped)) {
-            keep = std::regex_match(match[1].str(), ours);
-            if (keep)
-                lines.push_back(match[1].str());
-        } else if (keep) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
-}
-
 // The lines about one object (event lines left out).
 std::vector<std::string> ObjectLines(const CKovra& file)
 {
-    return LogLines(Address(file) + " ");
+    return LogRecords(kLog, Address(file) + " ");
 }
 
 size_t Count(const std::vector<std::string>& lines, const std::string& line)
@@ -161,10 +129,7 @@ TEST_F(HeldByAnother, RemoveTriesTwentyOneTimesAndTracesTheCount)
         expected.push_back("Kovra : Exception : Datei(" + m_held + ") Cause/Count(11," + std::to_string(count) +
                            ") Msg(A sharing violation occurred while accessing " + m_held + ".)");
     ASSERT_TRUE(monitor.WaitForLines(expected.size()));
-    std::vector<std::string> traces;
-    for (const std::string& line : monitor.Lines())
-        traces.push_back(MonitorField(line, "text"));
-    EXPECT_EQ(expected, traces);
+    EXPECT_EQ(expected, monitor.Texts());
 }
 
 TEST_F(HeldByAnother, RenameTriesTwentyOneTimes)
@@ -198,7 +163,7 @@ TEST_F(HeldByAnother, WithoutRepeatsRemoveTriesOnce)
                          {{"KARVELO-CKOVRAHOME", config.Path().substr(0, config.Path().size() - 1)}});
     EXPECT_EQ(1, remover.Wait());
     const std::string fields = ", DFT, 0, ..., " + m_held + ")";
-    std::vector<std::string> lines = LogLines(R"([0-9a-f]+ Remove \()");
+    std::vector<std::string> lines = LogRecords(kLog, R"([0-9a-f]+ Remove \()");
     ASSERT_EQ(3u, lines.size());
     EXPECT_EQ(fields, lines[0].substr(lines[0].size() - fields.size()));
     EXPECT_EQ(SharingViolation(m_held), lines[1]);

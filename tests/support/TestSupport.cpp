@@ -1,10 +1,12 @@
 #include "TestSupport.h"
 
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <sstream>
 
 namespace kovratest {
@@ -97,6 +99,32 @@ std::string CurrentUtcDate(const char* format)
     char text[64];
     std::strftime(text, sizeof text, format, std::gmtime(&now));
     return text;
+}
+
+std::string Hex(unsigned long long value)
+{
+    char text[24];
+    std::snprintf(text, sizeof text, "%llx", value);
+    return text;
+}
+
+std::vector<std::string> LogRecords(const std::string& logPath, const std::string& start)
+{
+    static const std::regex stamped(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d (.*))");
+    const std::regex wanted(start + ".*");
+    std::vector<std::string> records;
+    bool keep = false;
+    std::smatch match;
+    for (const std::string& line : SplitLines(ReadFileBytes(logPath))) {
+        if (std::regex_match(line, match, stamped)) {
+            keep = std::regex_match(match[1].str(), wanted);
+            if (keep)
+                records.push_back(match[1].str());
+        } else if (keep) {
+            records.push_back(line);
+        }
+    }
+    return records;
 }
 
 ScratchDirectory::ScratchDirectory(const std::string& path) : m_path(path.back() == '\\' ? path : path + "\\")
@@ -410,6 +438,14 @@ void MonitorProgram::Close()
         ::PostMessageA(window, WM_CLOSE, 0, 0);
     m_process->Wait(10000);
     m_process.reset();
+}
+
+std::vector<std::string> MonitorProgram::Texts()
+{
+    std::vector<std::string> texts;
+    for (const std::string& line : Lines())
+        texts.push_back(MonitorField(line, "text"));
+    return texts;
 }
 
 std::string MonitorField(const std::string& line, const std::string& name)

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -23,6 +24,11 @@ std::vector<std::string> SplitLines(const std::string& text);  // on LF, each li
 std::string DirectoryOf(const std::string& path);              // with its trailing backslash
 std::string ProgramDirectory();                                // of the running program
 std::string CurrentUtcDate(const char* format);                // strftime of the UTC date
+std::string Hex(unsigned long long value);                     // lower-case, no prefix
+
+// The records of CKOVRA.LOG at logPath whose text after the time stamp matches the regular
+// expression start, stamp removed, each followed by its indented continuation lines.
+std::vector<std::string> LogRecords(const std::string& logPath, const std::string& start);
 
 // A fresh, empty directory for one test, removed again at the end.
 class ScratchDirectory {
@@ -128,6 +134,7 @@ public:
     ~MonitorProgram();
     bool Ready() const { return m_ready; }
     std::vector<std::string> Lines();
+    std::vector<std::string> Texts();  // the text field of each line
     bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
     void Close();  // WM_CLOSE to its window, then waits for it to end
 

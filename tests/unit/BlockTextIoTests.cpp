@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -14,13 +15,6 @@ using namespace kovratest;
 namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
-
-int CauseOf(CKovra& file)
-{
-    int cause = 0;
-    file.GetLastError(&cause);
-    return cause;
-}
 
 // One ReadString call: the text, the stored length, the result and the position after it.
 struct Line {

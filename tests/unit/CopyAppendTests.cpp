@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -12,13 +13,6 @@ namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kReadOnlyBase = "R:\\RO\\APP\\";  // T_BASEREADONLY's directory
-
-int CauseOf(CKovra& file)
-{
-    int cause = 0;
-    file.GetLastError(&cause);
-    return cause;
-}
 
 // Bytes that show where a block boundary of a copy went wrong.
 std::string Pattern(size_t size)

@@ -7,6 +7,7 @@
 #include <regex>
 #include <string>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -16,13 +17,6 @@ namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kTemporaryDirectory = kBase + "DAT\\WS1\\TMP\\";
-
-int CauseOf(CKovra& file)
-{
-    int cause = 0;
-    file.GetLastError(&cause);
-    return cause;
-}
 
 std::string ChildCommand(const std::string& arguments)
 {
@@ -373,10 +367,7 @@ TEST(OpenClose, OpenAndCloseTraceTheirCalls)
         "Kovra : Close : Type(DFT) Name(" + temporary + ") RealFileName(" + temporary + ")",
     };
     ASSERT_TRUE(monitor.WaitForLines(expected.size()));
-    std::vector<std::string> texts;
-    for (const std::string& line : monitor.Lines())
-        texts.push_back(MonitorField(line, "text"));
-    EXPECT_EQ(expected, texts);
+    EXPECT_EQ(expected, monitor.Texts());
 }
 
 } // namespace

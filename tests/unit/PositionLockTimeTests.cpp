@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
@@ -12,13 +13,6 @@ using namespace kovratest;
 namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
-
-int CauseOf(CKovra& file)
-{
-    int cause = 0;
-    file.GetLastError(&cause);
-    return cause;
-}
 
 // The file's time stamps in seconds since 1970, read past the library.
 struct DiskTimes {
