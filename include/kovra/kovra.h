@@ -161,6 +161,10 @@ private:
     // selects the trace line of the retrying operations; takeMessageAlways is Open's rule.
     void RecordFailure(const CFileException& failure, const char* operation, int retryCount = -1,
                        bool takeMessageAlways = false);
+    // Runs work on the file layer: true when it succeeded, false after its failure has been
+    // recorded under the operation's name.
+    template <typename Work>
+    bool Attempt(const char* operation, Work work);
     // The retry loop shared by Remove (newPath null) and Rename.
     int MoveOrRemoveWithRetries(const char* operation, const char* newPath);
 

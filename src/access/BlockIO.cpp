@@ -44,12 +44,8 @@ unsigned int CKovra::Read(void* buffer, unsigned int count, int flags)
     if (!m_pState || !m_pState->m_pFile || (!buffer && count))
         return 0;
     unsigned int read = 0;
-    try {
-        read = m_pState->m_pFile->Read(buffer, count);
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "Read");
+    if (!Attempt("Read", [&] { read = m_pState->m_pFile->Read(buffer, count); }))
         return 0;
-    }
     if (read > 0 && (m_pState->m_ulOptions & kOptionText) && !(flags & 1))
         read = RemoveCarriageReturns(static_cast<char*>(buffer), read);
     return read;
@@ -60,29 +56,20 @@ unsigned int CKovra::Write(const void* buffer, unsigned int count, int flags)
     if (!IsWritable(0) || (!buffer && count))
         return 0;
     CFile& file = *m_pState->m_pFile;
-    try {
+    const bool written = Attempt("Write", [&] {
         if (m_pState->m_ulOptions & kOptionAppend)
             file.Seek(0, CFile::end);
         if ((m_pState->m_ulOptions & kOptionText) && !(flags & 1))
             WriteTranslated(file, static_cast<const char*>(buffer), count);
         else
             file.Write(buffer, count);
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "Write");
-        return 0;
-    }
-    return count;
+    });
+    return written ? count : 0;
 }
 
 int CKovra::Flush(int)
 {
     if (!m_pState || !m_pState->m_pFile)
         return 0;
-    try {
-        m_pState->m_pFile->Flush();
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "Flush");
-        return 0;
-    }
-    return 1;
+    return Attempt("Flush", [&] { m_pState->m_pFile->Flush(); }) ? 1 : 0;
 }

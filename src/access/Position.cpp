@@ -3,30 +3,36 @@
 #include "file/KovraFileState.h"
 #include "kovra/kovra.h"
 
+namespace {
+
+// A 32-bit offset or range of the interface as the file layer's 64-bit value.
+ULONGLONG SignExtended(long value)
+{
+    return static_cast<ULONGLONG>(static_cast<LONGLONG>(value));
+}
+
+} // namespace
+
 long CKovra::Seek(long offset, int origin, int)
 {
     if (!m_pState || !m_pState->m_pFile)
         return 0;
     if (origin < 0 || origin > static_cast<int>(CFile::end))
         return -1;
-    try {
-        return static_cast<long>(m_pState->m_pFile->Seek(static_cast<LONGLONG>(offset), static_cast<UINT>(origin)));
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "Seek");
-        return -1;
-    }
+    long position = -1;
+    Attempt("Seek", [&] {
+        position = static_cast<long>(m_pState->m_pFile->Seek(static_cast<LONGLONG>(offset), static_cast<UINT>(origin)));
+    });
+    return position;
 }
 
 unsigned long CKovra::GetPosition(int)
 {
     if (!IsOpen(0))
         return 0;
-    try {
-        return static_cast<unsigned long>(m_pState->m_pFile->GetPosition());
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "GetPosition");
-        return 0;
-    }
+    unsigned long position = 0;
+    Attempt("GetPosition", [&] { position = static_cast<unsigned long>(m_pState->m_pFile->GetPosition()); });
+    return position;
 }
 
 unsigned long CKovra::GetLength(int)
@@ -37,53 +43,34 @@ unsigned long CKovra::GetLength(int)
         CFileStatus status;
         return CFile::GetStatus(m_pState->m_szRealFileName, status) ? static_cast<unsigned long>(status.m_size) : 0;
     }
-    try {
-        return static_cast<unsigned long>(m_pState->m_pFile->GetLength());
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "GetLength");
-        return 0;
-    }
+    unsigned long length = 0;
+    Attempt("GetLength", [&] { length = static_cast<unsigned long>(m_pState->m_pFile->GetLength()); });
+    return length;
 }
 
 int CKovra::SetLength(unsigned long length, int)
 {
     if (!IsWritable(0))
         return 0;
-    try {
-        m_pState->m_pFile->SetLength(static_cast<ULONGLONG>(length));
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "SetLength");
-        return 0;
-    }
-    return 1;
+    return Attempt("SetLength", [&] { m_pState->m_pFile->SetLength(static_cast<ULONGLONG>(length)); }) ? 1 : 0;
 }
 
 int CKovra::Lock(long position, int count, int)
 {
     if (!m_pState || !m_pState->m_pFile)
         return 0;
-    try {
-        m_pState->m_pFile->LockRange(static_cast<ULONGLONG>(static_cast<LONGLONG>(position)),
-                                     static_cast<ULONGLONG>(static_cast<LONGLONG>(count)));
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "Lock");
-        return 0;
-    }
-    return 1;
+    const bool locked =
+        Attempt("Lock", [&] { m_pState->m_pFile->LockRange(SignExtended(position), SignExtended(count)); });
+    return locked ? 1 : 0;
 }
 
 int CKovra::UnLock(long position, int count, int)
 {
     if (!m_pState || !m_pState->m_pFile)
         return 0;
-    try {
-        m_pState->m_pFile->UnlockRange(static_cast<ULONGLONG>(static_cast<LONGLONG>(position)),
-                                       static_cast<ULONGLONG>(static_cast<LONGLONG>(count)));
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "UnLock");
-        return 0;
-    }
-    return 1;
+    const bool unlocked =
+        Attempt("UnLock", [&] { m_pState->m_pFile->UnlockRange(SignExtended(position), SignExtended(count)); });
+    return unlocked ? 1 : 0;
 }
 
 CKovra* CKovra::operator=(long offset)
@@ -119,11 +106,6 @@ int CKovra::SetModificationTime(const ATL::CTime* time, int selector)
     if (!m_pState || !time || !CFile::GetStatus(m_pState->m_szRealFileName, status))
         return 0;
     (selector == 1 ? status.m_ctime : status.m_mtime) = *time;
-    try {
-        CFile::SetStatus(m_pState->m_szRealFileName, status);
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "SetModificationTime");
-        return 0;
-    }
-    return 1;
+    const bool set = Attempt("SetModificationTime", [&] { CFile::SetStatus(m_pState->m_szRealFileName, status); });
+    return set ? 1 : 0;
 }

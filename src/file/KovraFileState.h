@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "kovra/kovra.h"
 #include "kovra/records.h"
 #include "platform/File.h"
 
@@ -48,3 +49,15 @@ constexpr uint32_t kOptionText = 64;
 
 constexpr uint32_t kOptionsThatOpen = kOptionRead | kOptionReadWrite | kOptionAppend;
 constexpr uint32_t kOptionsThatWrite = kOptionReadWrite | kOptionAppend;
+
+template <typename Work>
+bool CKovra::Attempt(const char* operation, Work work)
+{
+    try {
+        work();
+        return true;
+    } catch (const CFileException& failure) {
+        RecordFailure(failure, operation);
+        return false;
+    }
+}

@@ -172,11 +172,7 @@ int CKovra::OpenPlatformFile(UINT platformFlags, int flags)
 
         if (failure.m_cause == CFileException::accessDenied && (state.m_ulOptions & kOptionsThatWrite) &&
             !madeWritable) {
-            try {
-                madeWritable = MakeWritable(state.m_szRealFileName);
-            } catch (const CFileException& attributeFailure) {
-                RecordFailure(attributeFailure, "Open");
-            }
+            Attempt("Open", [&] { madeWritable = MakeWritable(state.m_szRealFileName); });
             if (madeWritable)
                 continue;
         } else if (failure.m_cause == CFileException::sharingViolation) {
@@ -219,13 +215,8 @@ int CKovra::Close(int flags)
     ::LeaveCriticalSection(&state.m_lock);
 
     if (state.m_bTemporary && !(flags & 1)) {
-        if (Access(0)) {
-            try {
-                CFile::Remove(state.m_szRealFileName);
-            } catch (const CFileException& failure) {
-                RecordFailure(failure, "Close");
-            }
-        }
+        if (Access(0))
+            Attempt("Close", [&] { CFile::Remove(state.m_szRealFileName); });
         state.m_bTemporary = 0;
         result = 1;
     }

@@ -49,13 +49,7 @@ int CKovra::SaveFile(const char* type, const char* directory, const char* extens
         return 0;
     MkDirTreeOfParent(backup);
 
-    int result = 1;
-    try {
-        CFile::Rename(state.m_szRealFileName, backup);
-    } catch (const CFileException& failure) {
-        RecordFailure(failure, "SaveFile.Rename");
-        result = 0;
-    }
+    int result = Attempt("SaveFile.Rename", [&] { CFile::Rename(state.m_szRealFileName, backup); }) ? 1 : 0;
     if (!result && ::CopyFileA(state.m_szRealFileName, backup, TRUE)) {
         result = 1;
         _unlink(state.m_szRealFileName);  // a copy left at the old path is not reported
