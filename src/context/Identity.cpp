@@ -20,19 +20,10 @@ void ShowLookupBox(const char* text)
         ShowMessageBox(text, MB_OK);
 }
 
-CList<ThreadInfo>::iterator FirstSessionWithValue(void* session)
-{
-    auto& sessions = theApp.m_listSessions;
-    auto it = sessions.begin();
-    while (it != sessions.end() && it->session != session)
-        ++it;
-    return it;
-}
-
 // Replaces the first record of info's session value; false when there is none.
 bool ReplaceSessionRecord(const ThreadInfo& info)
 {
-    auto found = FirstSessionWithValue(info.session);
+    auto found = FindSession(info.session);
     if (found == theApp.m_listSessions.end())
         return false;
     *found = info;
@@ -101,7 +92,7 @@ int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
     }
 
     if (match) {
-        auto found = FirstSessionWithValue(match->session);
+        auto found = FindSession(match->session);
         if (found != sessions.end()) {
             record = *found;
             return 1;
@@ -112,7 +103,7 @@ int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
     }
 
     TraceIf(kDebugClose, "Kovra : GetInfo Default-Handling !!!");
-    auto processRecord = FirstSessionWithValue(processSession);
+    auto processRecord = FindSession(processSession);
     if (processRecord != sessions.end()) {
         record = *processRecord;
         TraceIf(kDebugClose, "Kovra : GetInfo Default 1");

@@ -12,15 +12,6 @@
 
 namespace {
 
-CList<ThreadInfo>::iterator FindSession(void* session)
-{
-    auto& sessions = theApp.m_listSessions;
-    auto it = sessions.begin();
-    while (it != sessions.end() && it->session != session)
-        ++it;
-    return it;
-}
-
 CList<ThreadEntry>::iterator FindBinding(void* session, unsigned long threadId)
 {
     auto& threads = theApp.m_listThreads;
@@ -41,6 +32,16 @@ ThreadInfo NewSessionRecord(void* session)
 }
 
 } // namespace
+
+CList<ThreadInfo>::iterator FindSession(void* session)
+{
+    auto& sessions = theApp.m_listSessions;
+    auto it = sessions.begin();
+    while (it != sessions.end() && it->session != session)
+        ++it;
+    return it;
+}
+
 
 int CKovra::StartSession(void* session, int)
 {

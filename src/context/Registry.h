@@ -2,6 +2,11 @@
 #pragma once
 
 #include "context/ThreadInfo.h"
+#include "platform/List.h"
+
+// The first record of the session value in the session list, or its end. The caller holds
+// the registry lock.
+CList<ThreadInfo>::iterator FindSession(void* session);
 
 // GetInfo's lookup (its walk, fall-backs, traces and "FAILED" lines) without the message
 // box and summary line. Copies the found record into record; examinedThread receives the
