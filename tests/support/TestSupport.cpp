@@ -295,6 +295,18 @@ std::string ProgramPath(const std::string& program)
 
 // ---- synchronisation --------------------------------------------------------------------------
 
+bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs)
+{
+    const DWORD start = ::GetTickCount();
+    for (;;) {
+        if (condition())
+            return true;
+        if (::GetTickCount() - start >= timeoutMs)
+            return false;
+        ::Sleep(20);
+    }
+}
+
 NamedEvent::NamedEvent()
 {
     static LONG counter = 0;
@@ -382,13 +394,7 @@ std::vector<MessageBoxSeen> BoxWatcher::Boxes()
 
 bool BoxWatcher::WaitFor(size_t count, DWORD timeoutMs)
 {
-    DWORD start = ::GetTickCount();
-    while (::GetTickCount() - start < timeoutMs) {
-        if (Boxes().size() >= count)
-            return true;
-        ::Sleep(20);
-    }
-    return false;
+    return WaitUntil([&] { return Boxes().size() >= count; }, timeoutMs);
 }
 
 // ---- the monitor program ----------------------------------------------------------------------
@@ -420,13 +426,7 @@ std::vector<std::string> MonitorProgram::Lines()
 
 bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
 {
-    DWORD start = ::GetTickCount();
-    while (::GetTickCount() - start < timeoutMs) {
-        if (Lines().size() >= count)
-            return true;
-        ::Sleep(20);
-    }
-    return false;
+    return WaitUntil([&] { return Lines().size() >= count; }, timeoutMs);
 }
 
 void MonitorProgram::Close()

@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -87,6 +88,9 @@ std::string Quote(const std::string& argument);
 std::string ProgramPath(const std::string& program);  // a program beside this one
 
 // ---- synchronisation --------------------------------------------------------------------------
+// Polls condition every 20 ms; false when it still fails after timeoutMs.
+bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs = 20000);
+
 class NamedEvent {
 public:
     NamedEvent();  // a unique name
