@@ -1,8 +1,6 @@
-// GetLastError's report box (option bit 32 clear): shown only when neither a cause nor a
-// message pointer is given.
+// The message boxes of GetLastError and of the registry lookup (option bit 32 clear): a
+// box blocks its thread until the watcher has read and dismissed it.
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include "TestSupport.h"
 #include "kovra/kovra.h"
@@ -11,37 +9,37 @@ using namespace kovratest;
 
 namespace {
 
-const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
-
-TEST(ErrorBoxes, GetLastErrorWithoutPointersShowsTheReport)
+TEST(Boxes, GetLastErrorAndTheLookupWithoutASessionShowTheirBoxes)
 {
-    ScratchDirectory directory(kBase + "ERRBOX");
+    ScratchDirectory directory(KOVRA_TEST_DRIVE ":\\APP\\ERRBOX");
     const std::string missing = directory / "MISSING.TXT";
     BoxWatcher watcher;
     CKovra file;
-    // A box blocks its thread until the watcher has read and dismissed it.
     EXPECT_EQ(0, file.Open("T_BASE", "ERRBOX\\MISSING.TXT", KOVRA_READ));
     EXPECT_EQ(1, file.GetLastError());
     EXPECT_EQ(0, file.Open("NOPE", "F.TXT", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(1, file.GetLastError());
-    EXPECT_EQ(0, file.GetLastError());  // nothing pending: no box
-
-    // With a pointer the failure is reported without a box.
     int cause = 0;
-    char message[256];
     file.Open("T_BASE", "ERRBOX\\MISSING.TXT", KOVRA_READ);
-    EXPECT_EQ(1, file.GetLastError(&cause));
-    file.Open("NOPE", "F.TXT", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(1, file.GetLastError(nullptr, message, sizeof message));
+    EXPECT_EQ(1, file.GetLastError(&cause));  // reported without a box
 
-    const std::vector<MessageBoxSeen> boxes = watcher.Boxes();
-    ASSERT_EQ(2u, boxes.size());
-    EXPECT_EQ("Kovra", boxes[0].caption);
-    EXPECT_EQ("Kovra : KOVRA_Exception(Type(T_BASE), FileName(ERRBOX\\MISSING.TXT), RealFileName(" + missing +
-                  "), Cause(2), (Msg(" + missing + " was not found.))",
-              boxes[0].text);
-    EXPECT_EQ("Kovra : KOVRA_ERROR(Type(NOPE), FileName(F.TXT), RealFileName(" + missing + "), Error(-1))",
-              boxes[1].text);
+    // Without any session the lookup and the setter report that they found none.
+    void* process = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
+    CKovra::RemoveThread(process, ::GetCurrentThreadId());
+    CKovra::RemoveSession(process);
+    EXPECT_STREQ(KOVRA_TEST_DRIVE ":\\APP\\F.TXT", file.GetRealFileName("T_BASE", "F.TXT"));
+    EXPECT_EQ(1, CKovra::SetUser("U1"));
+
+    std::vector<std::string> texts;
+    for (const MessageBoxSeen& box : watcher.Boxes())
+        texts.push_back(box.caption + "|" + box.text);
+    EXPECT_EQ((std::vector<std::string>{
+                  "Kovra|Kovra : KOVRA_Exception(Type(T_BASE), FileName(ERRBOX\\MISSING.TXT), RealFileName(" + missing +
+                      "), Cause(2), (Msg(" + missing + " was not found.))",
+                  "Kovra|Kovra : KOVRA_ERROR(Type(NOPE), FileName(F.TXT), RealFileName(" + missing + "), Error(-1))",
+                  "Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
+                  "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
+              texts);
 }
 
 } // namespace

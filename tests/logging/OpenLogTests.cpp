@@ -1,187 +1,254 @@
-// The per-call lines of file objects in CKOVRA.LOG (option bits 2 and 4), their exception
-// lines, and the handle-owner dump (bit 8) after each sharing violation of Open.
+// The library's diagnostics: in CKOVRA.LOG the lines of every call of a file object (option
+// bits 2 and 4) with its exception and the event lines of the registry (bit 16); the traces
+// as the monitor program gets them; the attempts of Remove and Rename on a file that another
+// process holds, each with the holders that the handle tool lists (bit 8).
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <regex>
-#include <string>
 #include <thread>
 
 #include "FileChecks.h"
-#include "TestSupport.h"
-#include "kovra/kovra.h"
+#include "kovra/diag.h"
 
 using namespace kovratest;
 
 namespace {
 
+using Lines = std::vector<std::string>;
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kLog = kBase + "CKOVRA.LOG";
 const std::string kIndent(19, ' ');
+constexpr size_t kAttempts = 21;  // the first and 20 retries with the default repeat factor 1
 
-// The records about file since the log was cleared, the handle field shown as H unless it
-// is -1 or "...".
-std::vector<std::string> ObjectLines(const CKovra& file)
+std::string Call(const CKovra& file, const std::string& text, const std::string& fields)
 {
-    static const std::regex openHandle(R"(, \d+, ([^,]*)\)$)");
-    std::vector<std::string> lines = LogRecords(kLog, Address(file) + " ");
+    return Address(file) + " " + text + " (" + Hex(::GetCurrentThreadId()) + ", " + fields + ")";
+}
+
+std::string Exception(int cause, const std::string& message)
+{
+    return kIndent + "Exception(Cause(" + std::to_string(cause) + "), Msg(" + message + "))";
+}
+
+// A failed attempt on a held file: its call, the sharing violation and the holders (the
+// tool's CR LF copied as read, and the log's text mode adds a CR of its own).
+Lines HeldAttempt(const std::string& call, const std::string& path)
+{
+    return {call, Exception(11, "A sharing violation occurred while accessing " + path + "."),
+            kIndent + "holders of " + path + " can't be told on this system: the file is open in another process\r"};
+}
+
+// The records about file, the handle of an open platform file shown as H.
+Lines ObjectLines(const CKovra& file)
+{
+    Lines lines = LogRecords(kLog, Address(file) + " ");
     for (std::string& line : lines)
-        line = std::regex_replace(line, openHandle, ", H, $1)");
+        line = std::regex_replace(line, std::regex(R"(, \d+, ([^,]*)\)$)"), ", H, $1)");
     return lines;
 }
 
-size_t Count(const std::vector<std::string>& lines, const std::string& line)
+TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
 {
-    return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
+    ScratchDirectory directory(kBase + "LOG_CALLS");
+    ::DeleteFileA(kLog.c_str());
+    const std::string missing = directory / "MISSING.TXT", created = directory / "NEW.TXT";
+    BoxWatcher watcher;
+    CKovra file;
+    EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\MISSING.TXT", KOVRA_READ));
+    EXPECT_EQ(1, file.Open(nullptr, "LOG_CALLS\\NEW.TXT", KOVRA_READWRITE));
+    EXPECT_EQ(1, file.Close());
+    EXPECT_EQ((Lines{Call(file, ":Open", "DFT, 1, -1, " + missing), Call(file, "Open", "DFT, 1, -1, " + missing),
+                     Exception(2, missing + " was not found."), Call(file, ":Close", "DFT, 1, -1, " + missing),
+                     Call(file, ":Open", "DFT, 2, H, " + created), Call(file, ":Close", "DFT, 2, H, " + created)}),
+              ObjectLines(file));
+    // The failure stayed pending, and a lookup without any session finds none: option bit 32
+    // holds back the boxes of both.
+    EXPECT_EQ(1, file.GetLastError());
+    void* own = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
+    CKovra::RemoveThread(own, ::GetCurrentThreadId());
+    CKovra::RemoveSession(own);
+    EXPECT_STREQ(KOVRA_TEST_DRIVE ":\\APP\\F.TXT", file.GetRealFileName("T_BASE", "F.TXT"));
+    EXPECT_TRUE(watcher.Boxes().empty());
+
+    // Failures other than sharing violations are tried once and list no holders.
+    const std::string readOnly = directory / "RO.TXT";
+    WriteFileBytes(readOnly, "r");
+    ::SetFileAttributesA(readOnly.c_str(), FILE_ATTRIBUTE_READONLY);
+    CKovra fixed(nullptr, readOnly.c_str());
+    EXPECT_EQ(0, fixed.Remove());
+    ::SetFileAttributesA(readOnly.c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ((Lines{Call(fixed, "Remove", "DFT, 0, ..., " + readOnly),
+                     Exception(5, "Access to " + readOnly + " was denied.")}),
+              ObjectLines(fixed));
 }
 
-std::string ChildCommand(const std::string& arguments)
+TEST(EventLog, RegistryCallsAndLookupsWriteTheirLines)
 {
-    return Quote(ProgramPath("kovra_child.exe")) + " " + arguments;
+    MakeDirectories(kBase);
+    ::DeleteFileA(kLog.c_str());
+    const std::string found = "*GetInfo =1 : Session(" + Hex(::GetCurrentProcessId()) + "), ThreadID(" +
+                              Hex(::GetCurrentThreadId()) + "), ModulePath(" + kBase + "), User()";
+    // The loading thread is bound to the process's session; another thread falls back to it.
+    KovraSession_S record;
+    KovraGetThreadSession(&record);
+    std::string worker;
+    std::thread([&] {
+        worker = Hex(::GetCurrentThreadId());
+        KovraGetThreadSession(&record);
+    }).join();
+    void* session = reinterpret_cast<void*>(0x64);
+    CKovra::StartSession(session);
+    CKovra::StartSession(session);
+    for (int call = 0; call < 3; ++call)  // the third is one too many
+        CKovra::RemoveSession(session);
+    CKovra::StartThread(session, 0x2b0);  // starts the session too
+    CKovra::RemoveThread(session, 0x2b0);
+    CKovra::RemoveThread(session, 0x2b0);
+
+    Lines texts = LogRecords(kLog, R"(-------- \*)");
+    for (std::string& text : texts)
+        text.erase(0, 9);
+    EXPECT_EQ((Lines{found, "*GetInfo FAILED 0 (" + worker + ")", "*GetInfo FAILED 1 (" + worker + ")", found,
+                     "*StartSession (1,64,1," + kBase + ",)", "*StartSession (0,64,2," + kBase + ",)",
+                     "*RemoveSession (64,1," + kBase + ")", "*RemoveSession (64,0," + kBase + ")",
+                     "*RemoveSession FAILED (64)", "*StartSession (1,64,1," + kBase + ",)", "*StartThread (1,64,2b0)",
+                     "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)"}),
+              texts);
+    // The whole line: time stamp, a blank, eight hyphens, a blank and the text.
+    EXPECT_TRUE(std::regex_search(ReadFileBytes(kLog), std::regex(R"((^|\n)\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d )"
+                                                                 R"(-------- \*StartThread \(1,64,2b0\)\r\n)")));
 }
 
-class OpenLog : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        MakeDirectories(kBase);
-        ::DeleteFileA(kLog.c_str());
+TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
+{
+    ScratchDirectory config(kBase + "EVENTS");  // event lines only
+    WriteFileBytes(config / "CKOVRA.INI", "[DefaultSettings]\r\nOption=16\r\n");
+    ::DeleteFileA(kLog.c_str());
+    std::vector<std::unique_ptr<ChildProcess>> children;
+    for (int index = 0; index < 4; ++index)
+        children.push_back(std::make_unique<ChildProcess>(Quote(ProgramPath("kovra_child.exe")) + " events 150",
+                                                          std::vector<EnvVar>{{"KARVELO-CKOVRAHOME", config / "."}}));
+    // Each starts and removes 150 sessions, and at unload its loading thread and own session.
+    Lines expected, seen;
+    for (auto& child : children) {
+        const DWORD id = child->Id();
+        ASSERT_EQ(0, child->Wait());
+        for (DWORD index = 0; index < 150; ++index) {
+            expected.push_back("*StartSession (1," + Hex(id * 1000 + index) + ",1," + kBase + ",)");
+            expected.push_back("*RemoveSession (" + Hex(id * 1000 + index) + ",0," + kBase + ")");
+        }
+        expected.insert(expected.end(), {"*RemoveThread", "*RemoveSession (" + Hex(id) + ",1," + kBase + ")",
+                                         "*RemoveSession (" + Hex(id) + ",0," + kBase + ")"});
     }
-
-    std::string Call(const char* text, const std::string& fields)
-    {
-        return Address(m_file) + " " + text + " (" + m_thread + ", " + fields + ")";
+    const std::regex eventLine(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d -------- (\*.*))");
+    std::smatch match;
+    for (const std::string& line : SplitLines(ReadFileBytes(kLog))) {
+        ASSERT_TRUE(std::regex_match(line, match, eventLine)) << line;
+        const std::string text = match[1];  // the loading thread's id isn't known here
+        seen.push_back(text.compare(0, 14, "*RemoveThread ") == 0 ? "*RemoveThread" : text);
     }
-
-    CKovra m_file;
-    const std::string m_thread = Hex(::GetCurrentThreadId());
-};
-
-// A file that another process holds exclusively, and the handle tool where Open runs it.
-class HeldFile : public OpenLog {
-protected:
-    void SetUp() override
-    {
-        OpenLog::SetUp();
-        ::CopyFileA(ProgramPath("handle.exe").c_str(), (m_tools / "HANDLE.EXE").c_str(), FALSE);
-        WriteFileBytes(m_held, "x");
-        m_holder = std::make_unique<ChildProcess>(ChildCommand("open DFT " + m_held + " 34 " + m_release.Name()));
-        ASSERT_EQ("OPEN 1", m_holder->WaitForLine("OPEN"));
-        ::DeleteFileA(kLog.c_str());
-    }
-
-    void TearDown() override
-    {
-        m_release.Set();
-        EXPECT_EQ(0, m_holder->Wait());
-    }
-
-    // The lines of two failed attempts to open the held file for reading and writing.
-    std::vector<std::string> TwoFailedAttempts()
-    {
-        const std::string fields = "DFT, 2, -1, " + m_held;
-        const std::vector<std::string> attempt = {
-            Call(":Open", fields),
-            Call("Open", fields),
-            kIndent + "Exception(Cause(11), Msg(A sharing violation occurred while accessing " + m_held + ".))",
-            // The tool's CR LF is copied as read, and the log's text mode adds a CR of its own.
-            kIndent + "holders of " + m_held + " can't be told on this system: the file is open in another process\r",
-        };
-        std::vector<std::string> lines = attempt;
-        lines.insert(lines.end(), attempt.begin(), attempt.end());
-        return lines;
-    }
-
-    ScratchDirectory m_tools{kBase + "PRG"};
-    ScratchDirectory m_directory{kBase + "LOG_HELD"};
-    const std::string m_held = m_directory / "HELD.TXT";
-    NamedEvent m_release;
-    std::unique_ptr<ChildProcess> m_holder;
-};
-
-TEST_F(OpenLog, ASuccessfulOpenAndCloseWriteTheirColonLinesOnly)
-{
-    ScratchDirectory directory(kBase + "LOG_OK");
-    const std::string path = directory / "F.TXT";
-    ASSERT_EQ(1, m_file.Open("T_BASE", "LOG_OK\\F.TXT", KOVRA_READWRITE));
-    EXPECT_EQ(1, m_file.Close());
-    EXPECT_EQ((std::vector<std::string>{Call(":Open", "T_BASE, 2, H, " + path), Call(":Close", "T_BASE, 2, H, " + path)}),
-              ObjectLines(m_file));
-    // The whole line: time stamp, address, text and fields.
-    EXPECT_TRUE(std::regex_search(ReadFileBytes(kLog),
-                                  std::regex(R"((^|\n)\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d )" + Address(m_file) +
-                                             R"( :Open \()" + m_thread + R"(, T_BASE, 2, \d+, L:\\APP\\LOG_OK\\F\.TXT\)\r\n)")));
+    std::sort(expected.begin(), expected.end());
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(expected, seen);
 }
 
-TEST_F(OpenLog, AFailedOpenAddsItsCallAndExceptionLinesAndColonLinesNeverGetOne)
+TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
 {
-    ScratchDirectory directory(kBase + "LOG_FAIL");
-    const std::string missing = directory / "MISSING.TXT";
-    const std::string created = directory / "NEW.TXT";
-    EXPECT_EQ(0, m_file.Open(nullptr, "LOG_FAIL\\MISSING.TXT", KOVRA_READ));
-    // The failure stays pending while the object opens another file.
-    EXPECT_EQ(1, m_file.Open(nullptr, "LOG_FAIL\\NEW.TXT", KOVRA_READWRITE));
-    m_file.Close();
-    EXPECT_EQ((std::vector<std::string>{
-                  Call(":Open", "DFT, 1, -1, " + missing),
-                  Call("Open", "DFT, 1, -1, " + missing),
-                  kIndent + "Exception(Cause(2), Msg(" + missing + " was not found.))",
-                  Call(":Close", "DFT, 1, -1, " + missing),
-                  Call(":Open", "DFT, 2, H, " + created),
-                  Call(":Close", "DFT, 2, H, " + created),
-              }),
-              ObjectLines(m_file));
+    ScratchDirectory directory(kBase + "TRACE");
+    auto monitor = std::make_unique<MonitorProgram>(directory / "first.txt");
+    ASSERT_TRUE(monitor->Ready());
+    NamedEvent secondMessage;
+    ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " trace " + secondMessage.Name());
+    // Each message the monitor got (sender, message id, size, window and text), and one of the
+    // child's: id 10, a 16-byte header and the text with its zero, no window.
+    auto messages = [&monitor] {
+        Lines found;
+        for (const std::string& line : monitor->Lines()) {
+            EXPECT_NE("0x0", MonitorField(line, "inst")) << line;
+            std::string fields;
+            for (const char* name : {"pid", "id", "cb", "wnd"})
+                fields += MonitorField(line, name) + " ";
+            found.push_back(fields + MonitorField(line, "text"));
+        }
+        return found;
+    };
+    auto trace = [&child](const std::string& text) {
+        return std::to_string(child.Id()) + " 10 " + std::to_string(16 + text.size() + 1) + " 0x0 " + text;
+    };
+    ASSERT_EQ("SENT 1", child.WaitForLine("SENT"));
+    ASSERT_TRUE(monitor->WaitForLines(2));
+    EXPECT_EQ((Lines{trace("Kovra : StartSession : Session(1234)"),
+                     trace("Kovra : StartSession : Add this Session(1234)")}),
+              messages());
+
+    // A new monitor window replaces the one the child had found.
+    monitor->Close();
+    monitor = std::make_unique<MonitorProgram>(directory / "second.txt");
+    ASSERT_TRUE(monitor->Ready());
+    secondMessage.Set();
+    ASSERT_EQ("SENT 2", child.WaitForLine("SENT"));
+    ASSERT_TRUE(monitor->WaitForLines(1));
+    EXPECT_EQ(Lines{trace("Kovra : RemoveSession : Session(1234)")}, messages());
 }
 
-TEST_F(OpenLog, WithoutAPlatformFileTheHandleShowsDots)
+TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
 {
-    // A temporary file that can't be removed: Close records that without a platform file.
-    m_file.Open(nullptr, nullptr, KOVRA_RESOLVE_ONLY);
-    const std::string temporary = m_file.GetRealFileName();
-    HANDLE reader = ::CreateFileA(temporary.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, reader);
-    EXPECT_EQ(1, m_file.Close());
-    ::CloseHandle(reader);
-    EXPECT_TRUE(PathExists(temporary));
-    ::DeleteFileA(temporary.c_str());
-    EXPECT_EQ((std::vector<std::string>{
-                  Call("Close", "DFT, 0, ..., " + temporary),
-                  kIndent + "Exception(Cause(11), Msg(A sharing violation occurred while accessing " + temporary + ".))",
-              }),
-              ObjectLines(m_file));
-}
+    ScratchDirectory tools(kBase + "PRG"), directory(kBase + "HELD"), config(kBase + "NOREPEAT");
+    ::CopyFileA(ProgramPath("handle.exe").c_str(), (tools / "HANDLE.EXE").c_str(), FALSE);
+    const std::string held = directory / "F.TXT";
+    WriteFileBytes(held, "held");
+    ::DeleteFileA(kLog.c_str());
+    // Another process opens the file without sharing and holds it until released.
+    NamedEvent release;
+    ChildProcess holder(Quote(ProgramPath("kovra_child.exe")) + " open DFT " + held + " 34 " + release.Name());
+    ASSERT_EQ("OPEN 1", holder.WaitForLine("OPEN"));
 
-TEST_F(HeldFile, ASharingViolationIsTriedTwiceWithTheHoldersListedEachTime)
-{
-    EXPECT_EQ(0, m_file.Open(nullptr, m_held.c_str(), KOVRA_READWRITE));
-    EXPECT_EQ(TwoFailedAttempts(), ObjectLines(m_file));
-}
+    // A process whose configuration sets SharingViolationRepeat=0 tries once.
+    WriteFileBytes(config / "CKOVRA.INI", "[DefaultSettings]\r\nOption=46\r\nSharingViolationRepeat=0\r\n");
+    ChildProcess remover(Quote(ProgramPath("kovra.exe")) + " rm DFT " + held, {{"KARVELO-CKOVRAHOME", config / "."}});
+    EXPECT_EQ(1, remover.Wait());
+    Lines once = LogRecords(kLog, R"([0-9a-f]+ Remove \()");
+    ASSERT_FALSE(once.empty());
+    once[0].erase(0, once[0].find(", "));  // its address and thread
+    EXPECT_EQ(HeldAttempt(", DFT, 0, ..., " + held + ")", held), once);
 
-TEST_F(HeldFile, WithFlagTwoTheTriesGoOnUntilTheHolderLetsGo)
-{
-    const std::string attemptLine = Call(":Open", "DFT, 2, -1, " + m_held);
-    // The holder lets go once a third attempt has shown in the log.
+    MonitorProgram monitor(directory / "monitor.txt");
+    ASSERT_TRUE(monitor.Ready());
+    CKovra::SetDebugLevel(1);
+    CKovra file(nullptr, held.c_str());
+    char newName[] = "HELD\\NEW.TXT";
+    EXPECT_EQ(0, file.Remove());
+    EXPECT_EQ(0, file.Rename("DFT", newName));
+    Lines expected, traces;  // the trace of each failed attempt counts the retries before it
+    for (size_t attempt = 0; attempt < 2 * kAttempts; ++attempt) {
+        const char* operation = attempt < kAttempts ? "Remove" : "Rename";
+        const Lines lines = HeldAttempt(Call(file, operation, "DFT, 0, ..., " + held), held);
+        expected.insert(expected.end(), lines.begin(), lines.end());
+        const std::string count = std::to_string(attempt % kAttempts);
+        traces.push_back("Kovra : Exception : Datei(" + held + ") Cause/Count(11," + count +
+                         ") Msg(A sharing violation occurred while accessing " + held + ".)");
+    }
+    EXPECT_EQ(expected, ObjectLines(file));
+    ASSERT_TRUE(monitor.WaitForLines(traces.size()));
+    EXPECT_EQ(traces, monitor.Texts());
+
+    // The holder lets go once a third attempt has failed: one of the remaining succeeds.
+    ::DeleteFileA(kLog.c_str());
+    auto failures = [&, attempt = Call(file, "Rename", "DFT, 0, ..., " + held)] {
+        const Lines lines = ObjectLines(file);
+        return static_cast<size_t>(std::count(lines.begin(), lines.end(), attempt));
+    };
     std::thread releaser([&] {
-        for (int poll = 0; poll < 3000 && Count(ObjectLines(m_file), attemptLine) < 3; ++poll)
+        for (int poll = 0; poll < 3000 && failures() < 3; ++poll)
             ::Sleep(20);
-        m_release.Set();
+        release.Set();
     });
-    EXPECT_EQ(1, m_file.Open(nullptr, m_held.c_str(), KOVRA_READWRITE, nullptr, 2));
+    EXPECT_EQ(1, file.Rename("DFT", newName));
     releaser.join();
-
-    // Whether the last failed attempt still found a holder to list depends on when it let go.
-    std::vector<std::string> lines = ObjectLines(m_file);
-    const size_t failures = Count(lines, attemptLine);
-    EXPECT_GE(failures, 3u);
-    EXPECT_EQ(failures, Count(lines, Call("Open", "DFT, 2, -1, " + m_held)));
-    EXPECT_EQ(Call(":Open", "DFT, 2, H, " + m_held), lines.back());
-    const std::vector<std::string> firstTwo = TwoFailedAttempts();
-    lines.resize(firstTwo.size());
-    EXPECT_EQ(firstTwo, lines);
-    EXPECT_EQ(1, m_file.IsWritable());
+    EXPECT_TRUE(failures() >= 3 && failures() < kAttempts) << failures();
+    EXPECT_EQ("held", ReadFileBytes(directory / "NEW.TXT"));
 }
 
 } // namespace

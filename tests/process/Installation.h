@@ -1,53 +1,74 @@
-// A small installation on the process suite's drive, and the probe program that loads
-// the library into a process of its own with that installation's environment.
+// A small installation on the process suite's drive, and the programs started with its
+// environment: kovra_probe (loads the library, prints "KEY value" lines) and kovra.exe.
 #pragma once
-
-#include <string>
-#include <vector>
 
 #include "TestSupport.h"
 
 namespace kovratest {
 
-class Installation {
-public:
-    explicit Installation(const std::string& name);
+using Lines = std::vector<std::string>;
 
-    const std::string& Root() const { return m_directory.Path(); }  // P:\<name>\ .
+struct Installation {
+    explicit Installation(const std::string& name) : directory(std::string(KOVRA_TEST_DRIVE) + ":\\" + name)
+    {
+        MakeDirectories(Base() + "DAT\\WS1");
+        MakeDirectories(ConfigDirectory());
+    }
+    const std::string& Root() const { return directory.Path(); }
     std::string Base() const { return Root() + "APP\\"; }
     std::string ConfigDirectory() const { return Root() + "CONF"; }
-    // Writes CONF\CKOVRA.INI from lines joined with CR LF.
-    void WriteConfig(const std::vector<std::string>& lines) const;
-    // TARNEL31_WKSTA=<base>DAT\WS1, TARNEL31_WKSTATMP and KARVELO-CKOVRAHOME=<CONF>.
-    std::vector<EnvVar> Environment() const;
+    void WriteConfig(const Lines& lines) const  // CKOVRA.INI
+    {
+        std::string text;
+        for (const std::string& line : lines)
+            text += line + "\r\n";
+        WriteFileBytes(ConfigDirectory() + "\\CKOVRA.INI", text);
+    }
+    std::vector<EnvVar> Environment() const
+    {
+        return {{"TARNEL31_WKSTA", Base() + "DAT\\WS1"}, {"TARNEL31_WKSTATMP", Base() + "DAT\\WS1\\TMP"},
+                {"KARVELO-CKOVRAHOME", ConfigDirectory()}};
+    }
 
-private:
-    ScratchDirectory m_directory;
+    ScratchDirectory directory;
 };
 
-// What kovra_probe printed.
-struct ProbeReport {
+// What a program printed (standard output and error) and the message boxes it showed.
+struct ProgramRun {
     int exitCode = -1;
-    std::vector<std::string> lines;
-    std::vector<std::string> boxes;  // "caption|text" of every message box it showed
+    std::string output;
+    Lines lines;  // without their line ends
+    Lines boxes;  // "caption|text"
 
-    std::string Value(const std::string& key) const;  // text after "KEY ", "" when absent
-    std::vector<std::string> Types() const;          // "name location encryption" of every TYPE line
-    const std::vector<std::string>& Boxes() const { return boxes; }
+    Lines Values(const std::string& key) const  // of every line "KEY value"
+    {
+        Lines values;
+        for (const std::string& line : lines)
+            if (line.compare(0, key.size() + 1, key + " ") == 0)
+                values.push_back(line.substr(key.size() + 1));
+        return values;
+    }
+    std::string Value(const std::string& key) const { return Values(key).empty() ? "" : Values(key)[0]; }
 };
 
-ProbeReport RunProbe(const std::vector<EnvVar>& environment, const std::string& arguments = "");
+// Runs a program beside the tests to its end, reading and dismissing its message boxes.
+inline ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& environment,
+                             const std::string& arguments = "")
+{
+    ChildProcess process(Quote(ProgramPath(name)) + " " + arguments, environment);
+    BoxWatcher watcher(process.Id());
+    ProgramRun run;
+    run.exitCode = process.Wait();
+    run.output = process.Output();
+    run.lines = SplitLines(run.output);
+    for (const MessageBoxSeen& box : watcher.Boxes())
+        run.boxes.push_back(box.caption + "|" + box.text);
+    return run;
+}
 
-// A probe that keeps the library loaded until Release().
-class HeldProbe {
-public:
-    explicit HeldProbe(const std::vector<EnvVar>& environment);
-    ProbeReport Release();  // lets it unload and collects its report
-
-private:
-    NamedEvent m_release;
-    ChildProcess m_process;
-    BoxWatcher m_boxes;
-};
+inline ProgramRun RunProbe(const std::vector<EnvVar>& environment, const std::string& arguments = "")
+{
+    return RunProgram("kovra_probe.exe", environment, arguments);
+}
 
 } // namespace kovratest

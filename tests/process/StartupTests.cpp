@@ -1,8 +1,6 @@
-// Loading the library into processes: the machine-wide counter and shared table, the
-// paths derived at construction, and a refused load.
+// Loading the library into processes, each a probe of its own: the machine-wide counter
+// and shared block, the paths derived at load, and the configuration CKOVRA.INI.
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "Installation.h"
 
@@ -10,121 +8,65 @@ using namespace kovratest;
 
 namespace {
 
-bool Contains(const std::vector<std::string>& entries, const std::string& wanted)
+TEST(Startup, LaterProcessesShareTheFirstOnesBlockUntilAllHaveUnloaded)
 {
-    return std::find(entries.begin(), entries.end(), wanted) != entries.end();
-}
-
-TEST(Startup, ALaterProcessCountsOneAndKeepsTheFirstProcessTable)
-{
-    Installation first("FIRST");
-    first.WriteConfig({"[DefaultSettings]", "Option=32", "[FIRSTTYPE]", "Location=BASE"});
-    Installation later("LATER");
-    later.WriteConfig({"[DefaultSettings]", "Option=48", "DebugLevel=3", "[LATERTYPE]", "Location=USER"});
-
-    HeldProbe holder(first.Environment());
-    ProbeReport second = RunProbe(later.Environment());
-    EXPECT_EQ("1", second.Value("COUNT"));
-    // The table is the first process's; the general settings are the later process's own.
-    EXPECT_TRUE(Contains(second.Types(), "FIRSTTYPE 2 1"));
-    EXPECT_FALSE(Contains(second.Types(), "LATERTYPE 6 1"));
-    EXPECT_EQ("48", second.Value("OPTION"));
-    EXPECT_EQ("3", second.Value("DEBUG"));
-    EXPECT_EQ(later.Base(), second.Value("BASE"));
-
-    ProbeReport firstReport = holder.Release();
-    EXPECT_EQ("0", firstReport.Value("COUNT"));
-    EXPECT_EQ("32", firstReport.Value("OPTION"));
-    EXPECT_EQ((std::vector<std::string>{"DFT 1 1", "XWS 3 1", "FIRSTTYPE 2 1"}), firstReport.Types());
-    EXPECT_EQ("UNLOADED", firstReport.lines.back());
-
-    // With every process gone the next one is a first process with a zeroed block.
-    ProbeReport fresh = RunProbe(later.Environment());
-    EXPECT_EQ("0", fresh.Value("COUNT"));
-    EXPECT_EQ((std::vector<std::string>{"DFT 1 1", "XWS 3 1", "LATERTYPE 6 1"}), fresh.Types());
-}
-
-TEST(Startup, TheProcessRegistersItselfAndItsLoadingThread)
-{
-    Installation installation("REGISTER");
-    installation.WriteConfig({"[DefaultSettings]", "Option=32"});
-    ProbeReport report = RunProbe(installation.Environment());
-    EXPECT_EQ("2 " + installation.Base() + "||", report.Value("SESSION"));
-    EXPECT_NE("", report.Value("THREAD"));
-    EXPECT_EQ(0, report.exitCode);
-}
-
-TEST(Startup, TheBasePathEndsBehindTheLastDataDirectory)
-{
-    Installation installation("BASEPATH");
-    installation.WriteConfig({"[DefaultSettings]", "Option=32"});
-    struct Case {
-        const char* workstation;
-        const char* base;
-    } cases[] = {
-        {"C:\\APP\\DAT\\WS01", "C:\\APP\\"},
-        {"C:\\APP\\WS01", "C:\\APP\\WS01\\"},
-        {"C:\\A\\DAT\\B\\DAT\\C", "C:\\A\\DAT\\B\\"},
-    };
-    for (const Case& example : cases) {
-        std::vector<EnvVar> environment = installation.Environment();
-        environment.push_back({"TARNEL31_WKSTA", example.workstation});
-        environment.push_back({"TARNEL31_WKSTATMP", "C:\\TMP"});
-        ProbeReport report = RunProbe(environment);
-        EXPECT_EQ(example.base, report.Value("BASE")) << example.workstation;
-        EXPECT_EQ(example.base, report.Value("DATA")) << example.workstation;
-        EXPECT_EQ(std::string(example.workstation) + "\\", report.Value("WKSTA"));
-        EXPECT_EQ("C:\\TMP\\", report.Value("WKSTATMP"));
-        EXPECT_EQ("", report.Value("READONLY"));
-    }
-}
-
-TEST(Startup, TheDirectoryOptionIsCurrentBeforeThePathsAreUsed)
-{
-    // A relative workstation directory gives a relative base path, so the configuration
-    // file DAT\CKOVRA.INI is found below the directory that //CKOVRADIR: made current.
-    Installation installation("DIROPTION");
-    const std::string work = installation.Root() + "WORK";
-    WriteFileBytes(work + "\\REL\\DAT\\CKOVRA.INI", "[DefaultSettings]\r\nOption=48\r\n");
-    std::vector<EnvVar> environment = {{"TARNEL31_WKSTA", "REL\\DAT\\WS1"},
-                                       {"KARVELO-CKOVRAHOME", "", true}};
-    ProbeReport report = RunProbe(environment, "//CKOVRADIR:" + work + "/X");
-    EXPECT_EQ(work, report.Value("CWD"));
-    EXPECT_EQ("REL\\", report.Value("BASE"));
-    EXPECT_EQ("48", report.Value("OPTION"));
-    EXPECT_TRUE(report.Boxes().empty());
-}
-
-TEST(Startup, OverlongAnswersAndOptionsAreCutToTheBuffers)
-{
-    Installation installation("OVERLONG");
-    installation.WriteConfig({"[DefaultSettings]", "Option=32"});
-    const std::string longDirectory = "C:\\" + std::string(400, 'W');
-    std::vector<EnvVar> environment = installation.Environment();
-    environment.push_back({"TARNEL31_WKSTA", longDirectory});
-    environment.push_back({"TARNEL31_WKSTATMP", longDirectory + "\\TMP"});
-    ProbeReport report = RunProbe(environment, "//CKOVRADIR:C:\\" + std::string(400, 'D'));
-    EXPECT_EQ("1", report.Value("LOAD"));
-    EXPECT_EQ(longDirectory.substr(0, 259), report.Value("BASE"));
-    EXPECT_EQ(longDirectory.substr(0, 259), report.Value("WKSTA"));
-    EXPECT_EQ(259u, report.Value("WKSTATMP").size());
-    EXPECT_EQ(0, report.exitCode);
-}
-
-TEST(Startup, ARefusedLoadLeavesTheCounterWhereItWas)
-{
+    // A load refused after the stop box leaves the counter where it was.
     Installation wrong("WRONG");
     wrong.WriteConfig({"[ARC]", "Location=ARCHIVE"});
-    ProbeReport refused = RunProbe(wrong.Environment());
-    EXPECT_EQ((std::vector<std::string>{"Kovra|CKOVRA.INI wrong, (ARC,ARCHIVE,,)"}), refused.Boxes());
-    EXPECT_EQ("0", refused.Value("LOAD").substr(0, 1));
+    ProgramRun refused = RunProbe(wrong.Environment());
+    EXPECT_EQ(Lines{"Kovra|CKOVRA.INI wrong, (ARC,ARCHIVE,,)"}, refused.boxes);
     EXPECT_EQ(3, refused.exitCode);
 
-    Installation right("RIGHT");
-    right.WriteConfig({"[DefaultSettings]", "Option=32", "[GOOD]", "Location=basedata"});
-    ProbeReport next = RunProbe(right.Environment());
-    EXPECT_EQ("0", next.Value("COUNT"));
-    EXPECT_TRUE(Contains(next.Types(), "GOOD 9 1"));
+    Installation first("FIRST"), later("LATER");
+    first.WriteConfig({"[DefaultSettings]", "Option=32", "[FIRSTTYPE]", "Location=BASE"});
+    later.WriteConfig({"[DefaultSettings]", "Option=48", "[LATERTYPE]", "Location=USER"});
+    NamedEvent release;
+    ChildProcess holder(Quote(ProgramPath("kovra_probe.exe")) + " --hold " + release.Name(), first.Environment());
+    ASSERT_EQ("COUNT 0", holder.WaitForLine("COUNT"));
+    ASSERT_EQ("READY", holder.WaitForLine("READY"));
+    // A later process reads its own settings but keeps the first one's table of types.
+    ProgramRun second = RunProbe(later.Environment());
+    EXPECT_EQ("1", second.Value("COUNT"));
+    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "FIRSTTYPE 2 1"}), second.Values("TYPE"));
+    EXPECT_EQ("48", second.Value("OPTION"));
+    release.Set();
+    EXPECT_EQ(0, holder.Wait());
+
+    // With every process gone the next one is a first process with a zeroed block.
+    ProgramRun fresh = RunProbe(later.Environment());
+    EXPECT_EQ("0", fresh.Value("COUNT"));
+    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "LATERTYPE 6 1"}), fresh.Values("TYPE"));
+    EXPECT_EQ(Lines{"2 " + later.Base() + "||"}, fresh.Values("SESSION"));
+}
+
+TEST(Startup, ThePathsComeFromTheWorkstationDirectoryAndTheDirectoryOption)
+{
+    Installation installation("PATHS");
+    installation.WriteConfig({"[DefaultSettings]", "Option=32"});
+    auto probe = [&](const std::string& workstation, const std::string& arguments = "") {
+        std::vector<EnvVar> environment = installation.Environment();
+        environment.push_back({"TARNEL31_WKSTA", workstation});
+        return RunProbe(environment, arguments);
+    };
+    // The base path ends behind the last DAT directory, or is the workstation directory.
+    EXPECT_EQ("C:\\APP\\", probe("C:\\APP\\DAT\\WS01").Value("BASE"));
+    EXPECT_EQ("C:\\APP\\WS01\\", probe("C:\\APP\\WS01").Value("BASE"));
+    EXPECT_EQ("C:\\A\\DAT\\B\\", probe("C:\\A\\DAT\\B\\DAT\\C").Value("BASE"));
+    // Answers that don't fit are cut to 259 characters; the load goes on.
+    const std::string longDirectory = "C:\\" + std::string(400, 'W');
+    ProgramRun overlong = probe(longDirectory, "//CKOVRADIR:C:\\" + std::string(400, 'D'));
+    EXPECT_EQ(longDirectory.substr(0, 259), overlong.Value("BASE"));
+    EXPECT_EQ(longDirectory.substr(0, 259), overlong.Value("WKSTA"));
+
+    // //CKOVRADIR: makes its directory current before the paths are used: a relative
+    // workstation directory finds DAT\CKOVRA.INI below it.
+    const std::string work = installation.Root() + "WORK";
+    WriteFileBytes(work + "\\REL\\DAT\\CKOVRA.INI", "[DefaultSettings]\r\nOption=48\r\n");
+    ProgramRun relative = RunProbe({{"TARNEL31_WKSTA", "REL\\DAT\\WS1"}, {"KARVELO-CKOVRAHOME", "", true}},
+                                   "//CKOVRADIR:" + work + "/X");
+    EXPECT_EQ(work, relative.Value("CWD"));
+    EXPECT_EQ("REL\\", relative.Value("BASE"));
+    EXPECT_EQ("48", relative.Value("OPTION"));
 }
 
 TEST(Startup, WithoutTheSharedBlockAProcessWorksWithATableOfItsOwn)
@@ -134,18 +76,57 @@ TEST(Startup, WithoutTheSharedBlockAProcessWorksWithATableOfItsOwn)
     HANDLE local = ::CreateEventA(nullptr, TRUE, FALSE, "CKovraApp");
     Installation installation("NOBLOCK");
     installation.WriteConfig({"[DefaultSettings]", "Option=32", "[SOME]", "Location=BASE"});
-    ProbeReport report = RunProbe(installation.Environment());
-    EXPECT_EQ("1", report.Value("LOAD"));
-    EXPECT_EQ("0", report.Value("MAPPED"));
-    EXPECT_EQ((std::vector<std::string>{"DFT 1 1", "XWS 3 1", "SOME 2 1"}), report.Types());
-    EXPECT_EQ("32", report.Value("OPTION"));
-    EXPECT_TRUE(report.Boxes().empty());
-
-    ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " resolve SOME F.TXT", installation.Environment());
-    EXPECT_EQ(0, child.Wait());
-    EXPECT_EQ("REAL " + installation.Base() + "F.TXT", SplitLines(child.Output()).at(0));
+    ProgramRun probe = RunProbe(installation.Environment());
+    EXPECT_EQ("0", probe.Value("MAPPED"));
+    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "SOME 2 1"}), probe.Values("TYPE"));
     ::CloseHandle(global);
     ::CloseHandle(local);
+}
+
+TEST(Config, TheDefaultSettingsAndTheirValues)
+{
+    Installation installation("SETTINGSCONF");
+    const std::string file = installation.ConfigDirectory() + "\\CKOVRA.INI";
+    ProgramRun missing = RunProbe(installation.Environment());
+    EXPECT_EQ(Lines{"Kovra|Kovra : KOVRA_Exception(Type(DFT), FileName(" + file + "), RealFileName(" + file +
+                    "), Cause(2), (Msg(" + file + " was not found.))"},
+              missing.boxes);
+    installation.WriteConfig({});
+    ProgramRun empty = RunProbe(installation.Environment());
+    EXPECT_TRUE(empty.boxes.empty());
+    for (const ProgramRun& probe : {missing, empty}) {
+        EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1"}), probe.Values("TYPE"));
+        EXPECT_EQ("0", probe.Value("OPTION"));
+        EXPECT_EQ("1", probe.Value("REPEAT"));
+        EXPECT_EQ(installation.Base(), probe.Value("DATA"));
+    }
+    const std::pair<std::string, std::string> options[] = {{"abc", "0"}, {"48", "48"}, {"0x10", "0"}};
+    for (const auto& option : options) {
+        installation.WriteConfig({"[DefaultSettings]", "Option=" + option.first});
+        EXPECT_EQ(option.second, RunProbe(installation.Environment()).Value("OPTION")) << option.first;
+    }
+    // BaseDataPath gets the base path's last directory as it stands when the line is read.
+    installation.WriteConfig({"[DefaultSettings]", "BaseDataPath=" + installation.Root() + "DATA"});
+    EXPECT_EQ(installation.Root() + "DATA\\APP\\", RunProbe(installation.Environment()).Value("DATA"));
+    installation.WriteConfig({"[DefaultSettings]", "BasePath=C:\\OTHER\\WS\\", "BaseDataPath=D:\\D\\"});
+    EXPECT_EQ("D:\\D\\WS\\", RunProbe(installation.Environment()).Value("DATA"));
+}
+
+TEST(Config, TypeSectionsAndTheirBaseTypeChains)
+{
+    Installation installation("TYPESCONF");
+    installation.WriteConfig({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
+                              "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]", "Location=USER",
+                              "[DFT]", "Location=BASE"});
+    ProgramRun probe = RunProbe(installation.Environment());
+    // [ABC] reads the keys of [abc], as the profile service finds sections.
+    EXPECT_EQ((Lines{"DFT 2 1", "XWS 3 1", "A 2 1", "B 2 1", "C 6 1", "abc 2 1", "ABC 2 1"}), probe.Values("TYPE"));
+    EXPECT_EQ("32", probe.Value("OPTION"));
+    // A chain that loops stops the load after the stop box.
+    installation.WriteConfig({"[L1]", "BaseType=L2", "[L2]", "BaseType=L1"});
+    ProgramRun loop = RunProbe(installation.Environment());
+    EXPECT_EQ(Lines{"Kovra|CKOVRA.INI wrong, (L1,DEFAULT,DEFAULT,L1)"}, loop.boxes);
+    EXPECT_EQ(3, loop.exitCode);
 }
 
 } // namespace
