@@ -1,13 +1,11 @@
-// Block and line I/O on an open file: CR removal on reading, line reading in and out of
-// the text option, across block borders and for long lines, line-end translation on
-// writing, Printf, the writability guard, append mode and the failures after a failed open.
+// Reading, writing, positioning, locking and the time stamps of an object's file.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
 
 #include "FileChecks.h"
-#include "TestSupport.h"
 #include "kovra/kovra.h"
 
 using namespace kovratest;
@@ -16,263 +14,157 @@ namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 
-// One ReadString call: the text, the stored length, the result and the position after it.
-struct Line {
-    std::string text;
-    unsigned int length;
-    int result;
-    unsigned long position;
-};
-
-bool operator==(const Line& a, const Line& b)
-{
-    return a.text == b.text && a.length == b.length && a.result == b.result && a.position == b.position;
-}
-
-std::ostream& operator<<(std::ostream& out, const Line& line)
-{
-    return out << '"' << line.text << "\" length " << line.length << " result " << line.result << " at "
-               << line.position;
-}
-
-Line ReadLine(CKovra& file, unsigned int size)
+// One ReadString call as "text|length|result|position after it".
+std::string ReadLine(CKovra& file, unsigned int size)
 {
     std::vector<char> buffer(size + 1, '#');
     unsigned int length = 99;
     const int result = file.ReadString(buffer.data(), size, &length);
-    return {buffer.data(), length, result, file.GetPosition()};
+    return std::string(buffer.data()) + "|" + std::to_string(length) + "|" + std::to_string(result) + "|" +
+           std::to_string(file.GetPosition());
 }
 
-// Opens NAME below the base for reading after writing bytes into it.
-void OpenWith(CKovra& file, const std::string& name, const std::string& bytes, unsigned long options)
-{
-    WriteFileBytes(kBase + name, bytes);
-    ASSERT_EQ(1, file.Open("T_BASE", name.c_str(), options));
-}
-
-TEST(BlockTextIo, ReadRemovesCarriageReturnsOnlyInTextModeWithFlagsZero)
+TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
 {
     ScratchDirectory directory(kBase + "BT_READ");
-    CKovra file;
-    OpenWith(file, "BT_READ\\F.TXT", "A\r\nB\r", KOVRA_READ | KOVRA_TEXT);
-
-    char buffer[6] = "xxxxx";
-    EXPECT_EQ(0u, file.Read(buffer, 0));
-    EXPECT_STREQ("xxxxx", buffer);
-    EXPECT_EQ(3u, file.Read(buffer, 5, 0));
-    EXPECT_EQ(std::string("A\nB\0\0", 5), std::string(buffer, 5));
-    EXPECT_EQ(0u, file.Read(buffer, 5, 0));  // the end of the file
-
-    file.Seek(0, 0);
-    EXPECT_EQ(5u, file.Read(buffer, 5, 1));
-    EXPECT_EQ("A\r\nB\r", std::string(buffer, 5));
-
-    // Without the text option nothing is stripped, whatever the flags.
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));
-    EXPECT_EQ(5u, file.Read(buffer, 5, 0));
-    EXPECT_EQ("A\r\nB\r", std::string(buffer, 5));
-    EXPECT_EQ(0, file.GetLastError(nullptr, buffer, sizeof buffer));
-}
-
-TEST(BlockTextIo, ReadStringEndsLinesAtLineFeedsFullBuffersAndTheEnd)
-{
-    ScratchDirectory directory(kBase + "BT_LINES");
-    CKovra file;
-    OpenWith(file, "BT_LINES\\CRLF.TXT", "abc\r\ndef", KOVRA_READ | KOVRA_TEXT);
-    EXPECT_EQ((Line{"abc", 3, 1, 5}), ReadLine(file, 10));
-    EXPECT_EQ((Line{"def", 3, 0, 8}), ReadLine(file, 10));
-    EXPECT_EQ((Line{"", 0, 0, 8}), ReadLine(file, 10));
-
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_LINES\\CRLF.TXT", KOVRA_READ));
-    EXPECT_EQ((Line{"abc\r\n", 5, 1, 5}), ReadLine(file, 10));
-    EXPECT_EQ((Line{"def", 3, 0, 8}), ReadLine(file, 10));
-
-    // A full buffer ends the line; the rest, and then its line feed, come with the next calls.
-    OpenWith(file, "BT_LINES\\LONG.TXT", "abcdef\n", KOVRA_READ | KOVRA_TEXT);
-    EXPECT_EQ((Line{"abc", 3, 1, 3}), ReadLine(file, 3));
-    EXPECT_EQ((Line{"def", 3, 1, 6}), ReadLine(file, 3));
-    EXPECT_EQ((Line{"", 0, 1, 7}), ReadLine(file, 3));
-    EXPECT_EQ((Line{"", 0, 0, 7}), ReadLine(file, 3));
-
-    // Every CR of the line is dropped, not only the one before the line feed.
-    OpenWith(file, "BT_LINES\\CR.TXT", "a\rb\nc", KOVRA_READ | KOVRA_TEXT);
-    EXPECT_EQ((Line{"ab", 2, 1, 4}), ReadLine(file, 10));
-    char buffer[4] = "xyz";
-    EXPECT_EQ(0, file.ReadString(buffer, 3, nullptr));  // no length wanted
-    EXPECT_STREQ("c", buffer);
-
-    // A size of 0 reads nothing.
-    file.Seek(0, 0);
-    EXPECT_EQ((Line{"", 0, 0, 0}), ReadLine(file, 0));
-
-    // Without an open file the buffer and the length stay as they were.
-    file.Close();
-    unsigned int length = 7;
-    EXPECT_EQ(0, file.ReadString(buffer, 3, &length));
-    EXPECT_STREQ("c", buffer);
-    EXPECT_EQ(7u, length);
-}
-
-TEST(BlockTextIo, ReadStringAcrossBlockBordersAndLinesLongerThanTheBuffer)
-{
-    ScratchDirectory directory(kBase + "BT_BLOCKS");
-    // ReadString fetches 512 bytes from where the line starts: the b line's CR is the last
-    // byte of its block and its LF the first of the next, the c line's LF is the last byte of
-    // its block, the d line spans two blocks. The b and c lines straddle offsets 512 and 1024.
+    // ReadString fetches 512 bytes from the line's start and moves the position back behind the
+    // line: the b line's CR and LF and the c line's LF sit at block ends, the d line spans two.
     const std::vector<std::string> lines = {std::string(508, 'a'), std::string(511, 'b'), std::string(510, 'c'),
                                             std::string(700, 'd'), "", "tail"};
     std::string bytes;
     for (const std::string& line : lines)
         bytes += line + (&line == &lines.back() ? "" : "\r\n");
-    CKovra file;
-    OpenWith(file, "BT_BLOCKS\\F.TXT", bytes, KOVRA_READ | KOVRA_TEXT);
-
-    unsigned long consumed = 0;
-    for (size_t index = 0; index < lines.size(); ++index) {
-        const bool last = index + 1 == lines.size();
-        consumed += lines[index].size() + (last ? 0 : 2);
-        const unsigned int length = static_cast<unsigned int>(lines[index].size());
-        EXPECT_EQ((Line{lines[index], length, last ? 0 : 1, consumed}), ReadLine(file, 1000)) << index;
+    WriteFileBytes(directory / "F.TXT", bytes);
+    CKovra file("T_BASE", "BT_READ\\F.TXT", KOVRA_READ | KOVRA_TEXT);
+    char buffer[6];
+    file.Seek(506, 0);
+    EXPECT_EQ(5u, file.Read(buffer, 6));
+    EXPECT_EQ(std::string("aa\nbb\0", 6), std::string(buffer, 6));
+    file.Seek(0, 0);
+    size_t consumed = 0;
+    for (const std::string& line : lines) {
+        const bool last = &line == &lines.back();
+        consumed += line.size() + (last ? 0 : 2);
+        EXPECT_EQ(line + "|" + std::to_string(line.size()) + (last ? "|0|" : "|1|") + std::to_string(consumed),
+                  ReadLine(file, 1000));
     }
-
-    // A line longer than the buffer comes in pieces of the buffer's size.
-    file.Seek(1535, 0);
-    EXPECT_EQ((Line{std::string(256, 'd'), 256, 1, 1791}), ReadLine(file, 256));
-    EXPECT_EQ((Line{std::string(256, 'd'), 256, 1, 2047}), ReadLine(file, 256));
-    EXPECT_EQ((Line{std::string(188, 'd'), 188, 1, 2237}), ReadLine(file, 256));
-
-    // Without the text option the lines come with their CR LF.
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_BLOCKS\\F.TXT", KOVRA_READ));
+    EXPECT_EQ("|0|0|2243", ReadLine(file, 1000));
+    file.Seek(1535, 0);  // the d line in pieces of the buffer's size
+    EXPECT_EQ(std::string(256, 'd') + "|256|1|1791", ReadLine(file, 256));
+    EXPECT_EQ(std::string(256, 'd') + "|256|1|2047", ReadLine(file, 256));
+    EXPECT_EQ(std::string(188, 'd') + "|188|1|2237", ReadLine(file, 256));
+    ASSERT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));  // without the text option
     file.Seek(510, 0);
-    EXPECT_EQ((Line{lines[1] + "\r\n", 513, 1, 1023}), ReadLine(file, 1000));
-    EXPECT_EQ((Line{lines[2] + "\r\n", 512, 1, 1535}), ReadLine(file, 1000));
-    EXPECT_EQ((Line{std::string(256, 'd'), 256, 1, 1791}), ReadLine(file, 256));
-    file.Seek(2235, 0);
-    EXPECT_EQ((Line{"\r\n", 2, 1, 2237}), ReadLine(file, 256));
+    EXPECT_EQ(lines[1] + "\r\n|513|1|1023", ReadLine(file, 1000));
 }
 
-TEST(BlockTextIo, WriteStringTranslatesLineEndsAndAppendsThemInTextMode)
+TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
 {
     ScratchDirectory directory(kBase + "BT_WRITE");
-    CKovra file("T_BASE", "BT_WRITE\\TEXT.TXT", KOVRA_READWRITE | KOVRA_TEXT);
-    EXPECT_EQ(5u, file.WriteString("abc", 0));
-    EXPECT_EQ(3u, file.WriteString("abc", 1));
-    EXPECT_EQ(4u, file.WriteString("a\nb", 0));
-    EXPECT_EQ(2u, file.WriteString("", 0));
-    EXPECT_EQ(0u, file.WriteString("", 1));
-    char crlf[] = "x\r\ny";  // the char* overload; a CR already there stays
-    EXPECT_EQ(5u, file.WriteString(crlf, 0));
-    EXPECT_EQ(1, file.Flush());
-    // Write translates too unless flags say raw, and returns the count it was given.
-    EXPECT_EQ(3u, file.Write("\nz\n", 3, 0));
-    EXPECT_EQ(2u, file.Write("\n\n", 2, 1));
-    EXPECT_EQ(3u, file.Write("q\0r", 3, 0));  // the text ends at its NUL, or after count bytes
-    EXPECT_EQ(2u, file.Write("\nst", 2, 0));
-    file.Close();
-    EXPECT_EQ("abc\r\nabca\r\nb\r\nx\r\r\ny\r\nz\r\n\n\nq\r\ns", ReadFileBytes(directory / "TEXT.TXT"));
-
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_WRITE\\RAW.TXT", KOVRA_READWRITE));
-    EXPECT_EQ(3u, file.WriteString("abc", 0));
-    EXPECT_EQ(3u, file.WriteString("a\nb", 1));
-    EXPECT_EQ(0u, file.WriteString("", 0));
-    EXPECT_EQ(3u, file.Write("\0\n\r", 3, 0));
-    file.Close();
-    EXPECT_EQ(std::string("abca\nb\0\n\r", 9), ReadFileBytes(directory / "RAW.TXT"));
-}
-
-TEST(BlockTextIo, PrintfWritesTheFormattedTextWithoutALineEndOfItsOwn)
-{
-    ScratchDirectory directory(kBase + "BT_PRINTF");
-    CKovra file("T_BASE", "BT_PRINTF\\TEXT.TXT", KOVRA_READWRITE | KOVRA_TEXT);
-    EXPECT_EQ(3u, file.Printf(0, "%d\n", 5));
-    EXPECT_EQ(1u, file.Printf(0, "%d", 5));
-    // Far beyond any fixed buffer, with its line feeds translated.
-    const std::string first(3000, 'y');
-    const std::string second(3000, 'z');
-    EXPECT_EQ(6006u, file.Printf(0, "%s\n%s%d\n", first.c_str(), second.c_str(), 42));
-    file.Close();
-    EXPECT_EQ("5\r\n5" + first + "\r\n" + second + "42\r\n", ReadFileBytes(directory / "TEXT.TXT"));
-
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_PRINTF\\RAW.TXT", KOVRA_READWRITE));
-    EXPECT_EQ(2u, file.Printf(1, "%d\n", 5));
-    EXPECT_EQ(1u, file.Printf(0, "%d", 5));
-    const std::string third(5000, 'w');
-    EXPECT_EQ(5001u, file.Printf(0, "%s%s", third.c_str(), "\n"));
-    file.Close();
-    EXPECT_EQ("5\n5" + third + "\n", ReadFileBytes(directory / "RAW.TXT"));
-}
-
-TEST(BlockTextIo, WritingNeedsAWritableFileAndAppendingGoesToTheEnd)
-{
-    ScratchDirectory directory(kBase + "BT_GUARD");
-    const std::string path = directory / "F.TXT";
-    CKovra file;
-    OpenWith(file, "BT_GUARD\\F.TXT", "123", KOVRA_READ | KOVRA_TEXT);
-    EXPECT_EQ(0u, file.Write("ab", 2));
-    EXPECT_EQ(0u, file.WriteString("ab"));
-    EXPECT_EQ(0u, file.Printf(0, "%d", 5));
-    EXPECT_EQ(0, CauseOf(file));
-    // Flushing doesn't ask for writability: the platform refuses a handle without write access.
-    EXPECT_EQ(0, file.Flush());
-    EXPECT_EQ(5, CauseOf(file));
-    file.Close();
-    EXPECT_EQ(0u, file.Write("ab", 2));
-    EXPECT_EQ(0, file.Flush());
-    EXPECT_EQ("123", ReadFileBytes(path));
-    CKovra never;
-    EXPECT_EQ(0, never.Flush());
-    char buffer[4] = "xyz";
-    EXPECT_EQ(0u, never.Read(buffer, 3));
-
-    // In append mode every write lands at the end, wherever the position was.
-    EXPECT_EQ(1, file.Open("T_BASE", "BT_GUARD\\F.TXT", KOVRA_APPEND));
+    CKovra file("T_BASE", "BT_WRITE\\F.TXT", KOVRA_READWRITE | KOVRA_TEXT);
+    EXPECT_EQ(5u, file.WriteString("abc"));     // a line end of its own
+    EXPECT_EQ(3u, file.WriteString("abc", 1));  // flags 1: none
+    EXPECT_EQ(4u, file.WriteString("a\nb"));    // a text with a line feed gets none
+    EXPECT_EQ(3u, file.Write("\nz\n", 3));      // Write answers with the count it was given
+    EXPECT_EQ(2u, file.Write("\n\n", 2, 1));    // flags 1: raw
+    const std::string longText(5000, 'y');      // beyond any fixed buffer; no line end added
+    EXPECT_EQ(5007u, file.Printf(0, "%d\n%s%d\n", 5, longText.c_str(), 42));
+    const std::string text = "abc\r\nabca\r\nb\r\nz\r\n\n\n5\r\n" + longText + "42\r\n";
+    // Without the text option nothing is translated; in append mode every write goes to the end.
+    ASSERT_EQ(1, file.Open("T_BASE", "BT_WRITE\\F.TXT", KOVRA_APPEND));
     file.Seek(1, 0);
-    EXPECT_EQ(2u, file.Write("ab", 2));
-    EXPECT_EQ(5ul, file.GetPosition());
+    EXPECT_EQ(3u, file.WriteString("a\nb"));
     file.Seek(0, 0);
-    EXPECT_EQ(2u, file.WriteString("cd"));
-    file.Seek(2, 0);
-    EXPECT_EQ(1u, file.Printf(0, "%d", 9));
-    file.Seek(2, 0);
-    EXPECT_EQ(3u, file.Read(buffer, 3));  // reading isn't moved to the end
-    EXPECT_STREQ("3ab", buffer);
+    EXPECT_EQ(2u, file.Printf(0, "%d\n", 5));
+    EXPECT_EQ(text.size() + 5, file.GetPosition());
     file.Close();
-    EXPECT_EQ("123abcd9", ReadFileBytes(path));
+    EXPECT_EQ(text + "a\nb5\n", ReadFileBytes(directory / "F.TXT"));
 }
 
-TEST(BlockTextIo, AfterAFailedOpenReadingAndFlushingRecordTheMissingHandle)
+TEST(BlockTextIo, FailuresWithoutWriteAccessAndAfterAFailedOpen)
 {
-    ScratchDirectory directory(kBase + "BT_FAILED");
-    const std::string openFailure = directory / "NONE.TXT was not found.";
-    CKovra file;
-    ASSERT_EQ(0, file.Open("T_BASE", "BT_FAILED\\NONE.TXT", KOVRA_READ | KOVRA_TEXT));
-    EXPECT_EQ(2, CauseOf(file));
-
-    // The platform answers that no file is open; its exception names no file, so the
-    // message stays the one of the failed open.
-    auto expectInvalidFile = [&](const char* operation) {
-        int cause = 0;
-        char message[256] = "";
-        EXPECT_EQ(1, file.GetLastError(&cause, message, sizeof message)) << operation;
-        EXPECT_EQ(6, cause) << operation;
-        EXPECT_EQ(openFailure, message) << operation;
-    };
-    char buffer[8] = "xyz";
-    EXPECT_EQ(0u, file.Read(buffer, 3));
-    expectInvalidFile("Read");
-    unsigned int length = 7;
-    EXPECT_EQ(0, file.ReadString(buffer, 3, &length));
-    EXPECT_STREQ("", buffer);
-    EXPECT_EQ(0u, length);
-    expectInvalidFile("ReadString");
-    EXPECT_EQ(0, file.Flush());
-    expectInvalidFile("Flush");
-
-    // Writing stops at the writability test and records nothing.
-    EXPECT_EQ(0u, file.Write("ab", 2));
+    ScratchDirectory directory(kBase + "BT_FAIL");
+    WriteFileBytes(directory / "F.TXT", "123");
+    CKovra file("T_BASE", "BT_FAIL\\F.TXT", KOVRA_READ);
     EXPECT_EQ(0u, file.WriteString("ab"));
-    EXPECT_EQ(0u, file.Printf(0, "ab"));
-    EXPECT_EQ(0, file.GetLastError(nullptr, buffer, sizeof buffer));
+    EXPECT_EQ(0, file.SetLength(1));
+    EXPECT_EQ(0, CauseOf(file));  // refused before the platform is asked
+    EXPECT_EQ(0, file.Flush());   // asked: it refuses a handle without write access
+    EXPECT_EQ(5, CauseOf(file));
+    EXPECT_EQ("123", ReadFileBytes(directory / "F.TXT"));
+    // After a failed open the platform answers that no file is open.
+    ASSERT_EQ(0, file.Open("T_BASE", "BT_FAIL\\NONE.TXT", KOVRA_READ | KOVRA_TEXT));
+    EXPECT_EQ(2, CauseOf(file));
+    char buffer[4] = "xyz";
+    EXPECT_EQ(0, file.ReadString(buffer, 3));
+    EXPECT_STREQ("", buffer);
+    EXPECT_EQ(6, CauseOf(file));
+}
+
+TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
+{
+    ScratchDirectory directory(kBase + "PL_SEEK");
+    CKovra file("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(10u, file.Write("0123456789", 10));
+    EXPECT_EQ(3, file.Seek(3, 0));
+    EXPECT_EQ(5, file.Seek(2, 1));
+    EXPECT_EQ(6, file.Seek(-4, 2));
+    EXPECT_EQ(-1, file.Seek(-11, 2));  // before the start
+    EXPECT_EQ(9, CauseOf(file));
+    EXPECT_EQ(&file, file = 4L);
+    EXPECT_EQ(&file, *(file += 3) -= 5);
+    EXPECT_EQ(2ul, file.GetPosition());
+    EXPECT_EQ(1, file.SetLength(12));
+    EXPECT_EQ(12ul, file.GetLength());
+    EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
+    EXPECT_EQ(1, file.SetLength(5));
+    file.Close();  // the length of the file under the name
+    EXPECT_EQ(5ul, file.GetLength());
+    EXPECT_EQ("01234", ReadFileBytes(directory / "F.TXT"));
+}
+
+TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
+{
+    ScratchDirectory directory(kBase + "PL_LOCK");
+    CKovra first("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE);
+    CKovra second("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE);
+    EXPECT_EQ(1, first.Lock(0, 10));
+    EXPECT_EQ(0, second.Lock(5, 10));
+    EXPECT_EQ(12, CauseOf(second));
+    EXPECT_EQ(1, second.Lock(10, 5));  // the neighbouring range is free
+    EXPECT_EQ(1, first.UnLock(0, 10));
+    EXPECT_EQ(0, first.UnLock(0, 10));  // no longer locked
+    EXPECT_EQ(12, CauseOf(first));
+    EXPECT_EQ(1, second.Lock(0, 10));
+    // The child holds bytes 15 to 18 until it is released and ends.
+    NamedEvent release;
+    ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " lock T_BASE PL_LOCK\\F.TXT 15 4 " + release.Name());
+    ASSERT_EQ("LOCK 1", child.WaitForLine("LOCK"));
+    EXPECT_EQ(0, first.Lock(18, 2));
+    EXPECT_EQ(12, CauseOf(first));
+    release.Set();
+    EXPECT_EQ(0, child.Wait());
+    EXPECT_EQ(1, first.Lock(15, 4));
+}
+
+TEST(PositionLockTime, TimeStampsBySelector)
+{
+    ScratchDirectory directory(kBase + "PL_TIME");
+    WriteFileBytes(directory / "F.TXT", "abc");
+    CKovra file("T_BASE", "PL_TIME\\F.TXT", KOVRA_READWRITE);  // open or not, reached by the name
+    const ATL::CTime written(1100000000);
+    const ATL::CTime created(1000000000);
+    EXPECT_EQ(1, file.SetModificationTime(&written, 0));
+    EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
+    file.Close();
+    struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
+    ASSERT_EQ(0, _stat64((directory / "F.TXT").c_str(), &status));
+    EXPECT_EQ(1100000000, status.st_mtime);
+    ATL::CTime time;
+    EXPECT_EQ(1, file.GetModificationTime(&time, 0));
+    EXPECT_EQ(1100000000, time.GetTime());
+    EXPECT_EQ(1, file.GetModificationTime(&time, 1));
+    EXPECT_EQ(status.st_ctime, time.GetTime());
 }
 
 } // namespace

@@ -1,8 +1,9 @@
-// Directory, drive and path operations around an object's file: removing and entering
-// its directory, the current drive, short and long names, free space, network drives.
+// Directory, drive and path operations around an object's file, and the pattern search.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "TestSupport.h"
 #include "kovra/kovra.h"
@@ -12,113 +13,103 @@ using namespace kovratest;
 namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
-constexpr unsigned long kLargestUnsigned32 = 4294967295ul;
 
-TEST(DirectoryOps, RmDirRemovesTheNamedDirectoryOrTheFilesDirectory)
+TEST(DirectoryOps, RmDirAndChDirTakeTheNamedDirectoryOrTheFilesDirectory)
 {
-    ScratchDirectory directory(kBase + "RMDIR");
+    ScratchDirectory directory(kBase + "DIRS");
     MakeDirectories(directory / "DIR");
-    MakeDirectories(directory / "EMPTY");
     WriteFileBytes(directory / "FULL\\F.TXT", "f");
-
-    CKovra file("T_BASE", "RMDIR\\DIR");
+    CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
+    EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
+    EXPECT_EQ(directory / "FULL", file.GetCwd());
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\DIR", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(1, file.ChDir());  // a directory's name: the directory itself
+    EXPECT_EQ(directory / "DIR", file.GetCwd());
+    ASSERT_TRUE(::SetCurrentDirectoryA(kBase.c_str()));  // lets the directories go
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "DIR"));
-    EXPECT_EQ(0, file.RmDir());  // gone, and its parent isn't empty
-
-    file.Open("T_BASE", "RMDIR\\EMPTY\\F.TXT", KOVRA_RESOLVE_ONLY);
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(0, file.RmDir());  // not empty
+    ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
     EXPECT_EQ(1, file.RmDir());
-    EXPECT_FALSE(PathExists(directory / "EMPTY"));
-
-    file.Open("T_BASE", "RMDIR\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(0, file.RmDir());
-    EXPECT_TRUE(PathExists(directory / "FULL\\F.TXT"));
+    EXPECT_FALSE(PathExists(directory / "FULL"));
 }
 
-TEST(DirectoryOps, ChDirEntersTheNamedDirectoryOrTheFilesDirectory)
-{
-    ScratchDirectory directory(kBase + "CHDIR");
-    MakeDirectories(directory / "SUB");
-    CKovra file("T_BASE", "CHDIR\\SUB\\F.TXT");
-    EXPECT_EQ(1, file.ChDir());
-    char* current = file.GetCwd();
-    EXPECT_EQ(directory / "SUB", current);
-
-    file.Open("T_BASE", "CHDIR", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(1, file.ChDir());
-    EXPECT_EQ(current, file.GetCwd());  // the object's buffer, filled again
-    EXPECT_EQ(kBase + "CHDIR", current);
-
-    file.Open("T_BASE", "CHDIR\\MISSING\\F.TXT", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(0, file.ChDir());
-    EXPECT_EQ(kBase + "CHDIR", file.GetCwd());
-    ::SetCurrentDirectoryA(kBase.c_str());
-}
-
-TEST(DirectoryOps, TheCurrentDriveIsNumberedFromAOnwards)
+TEST(DirectoryOps, DrivesNamesFreeSpaceAndNetworkDrives)
 {
     CKovra file;
     EXPECT_EQ(1, file.ChDrive(26));
-    EXPECT_EQ(26, file.GetDrive());
-    EXPECT_EQ(1, file.ChDrive(24));
-    EXPECT_EQ(24, file.GetDrive());
-    EXPECT_EQ(KOVRA_TEST_DRIVE ":", std::string(file.GetCwd()).substr(0, 2));
+    EXPECT_EQ("Z:", std::string(file.GetCwd()).substr(0, 2));
     EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
-    EXPECT_EQ(24, file.GetDrive());
-}
-
-TEST(DirectoryOps, ShortAndLongNames)
-{
+    EXPECT_EQ(26, file.GetDrive());
     ScratchDirectory directory(kBase + "NAMES");
-    WriteFileBytes(directory / "MixedCase.Txt", "m");
     WriteFileBytes(directory / "F.TXT", "f");
-    CKovra file("T_BASE", "NAMES\\F.TXT");
-    char* shortName = file.GetShortPathNameA();
-    EXPECT_NE(file.GetRealFileName(), shortName);
-    EXPECT_EQ(directory / "F.TXT", shortName);
-
-    // The long form lists each part as the directory spells it.
-    file.Open("T_BASE", "NAMES\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY);
-    char* longName = file.GetLongPathNameA();
-    EXPECT_NE(file.GetRealFileName(), longName);
-    EXPECT_EQ(directory / "MixedCase.Txt", longName);
-
-    // A relative name becomes the full path.
-    ASSERT_TRUE(::SetCurrentDirectoryA(directory.Path().c_str()));
-    file.Open(nullptr, "F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1);
-    EXPECT_EQ(longName, file.GetLongPathNameA());
-    EXPECT_EQ(directory / "F.TXT", longName);
-    ::SetCurrentDirectoryA(kBase.c_str());
-
-    // A missing file: the short form is the real name itself, the long form a copy of it.
-    file.Open("T_BASE", "NAMES\\MISSING.TXT", KOVRA_RESOLVE_ONLY);
+    WriteFileBytes(directory / "MixedCase.Txt", "m");
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
-    EXPECT_EQ(longName, file.GetLongPathNameA());
-    EXPECT_EQ(directory / "MISSING.TXT", longName);
-}
-
-TEST(DirectoryOps, FreeSpaceIsAskedOfTheDrivesRootAndCutTo32Bits)
-{
+    EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
+    // Free space of missing directories: only the root of the drive can answer.
     ULARGE_INTEGER available;
     ASSERT_TRUE(::GetDiskFreeSpaceExA(KOVRA_TEST_DRIVE ":\\", &available, nullptr, nullptr));
     ASSERT_GT(available.QuadPart, 0xFFFFFFFFull) << "the test drive needs more than 4 GiB free";
-
-    // The directory doesn't exist: only its drive's root can be asked.
-    CKovra file("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT");
-    EXPECT_EQ(kLargestUnsigned32, file.GetDiskFreeSpaceA());
-    file.Open(nullptr, "\\\\?\\" KOVRA_TEST_DRIVE ":\\NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1);
-    EXPECT_EQ(kLargestUnsigned32, file.GetDiskFreeSpaceA());
-    // Neither a drive nor a share: the whole missing name is asked, and the question fails.
-    file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1);
-    EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());
+    ASSERT_EQ(1, file.Open("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(4294967295ul, file.GetDiskFreeSpaceA());
+    ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
+    EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
+    EXPECT_EQ(1, file.IsNetDrive());
+    EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
 }
 
-TEST(DirectoryOps, EveryDriveCountsAsANetworkDrive)
+// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT below the base, which is also the module's
+// directory; each file holds its name.
+class Find : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (const char* name : {"A.TXT", "B.TXT", "C.TXT", "SUB\\F.TXT"})
+            WriteFileBytes(m_directory / name, name);
+        ASSERT_EQ(1, CKovra::SetModulePath(m_directory.Path().c_str()));
+    }
+
+    // The entries still to come, sorted: directories end in a backslash, dots come marked.
+    std::vector<std::string> Entries()
+    {
+        std::vector<std::string> entries;
+        while (m_find.FindNextFileA())
+            entries.push_back((m_find.IsDots() ? "dots " : "") + std::string(m_find.GetFileName()) +
+                              (m_find.IsDirectory() ? "\\" : ""));
+        std::sort(entries.begin(), entries.end());
+        return entries;
+    }
+
+    ScratchDirectory m_directory{kBase + "FIND"};
+    CKovraFind m_find;
+};
+
+TEST_F(Find, EachMatchIsListedOnceAndWithoutAPatternTheDotsToo)
 {
-    CKovra file("T_BASE", "F.TXT");
-    EXPECT_EQ(1, file.IsNetDrive());
-    EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\APP\\F.TXT"));
-    EXPECT_EQ(1, CKovra::IsNetDrive(nullptr));
+    ASSERT_NE(0, m_find.FindFile("T_BASE", "FIND\\*.TXT"));
+    EXPECT_EQ((std::vector<std::string>{"A.TXT", "B.TXT", "C.TXT"}), Entries());
+    EXPECT_EQ(0, m_find.FindFile("T_BASE", "FIND\\*.XYZ"));
+    EXPECT_EQ(0, m_find.FindNextFileA());
+    ASSERT_NE(0, m_find.FindFile("T_MODULE", nullptr));
+    EXPECT_EQ((std::vector<std::string>{"A.TXT", "B.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\"}), Entries());
+}
+
+TEST_F(Find, PathsRelativeToTheTypesDirectory)
+{
+    ASSERT_NE(0, m_find.FindFile("T_MODULE", "SUB\\*.TXT"));
+    ASSERT_NE(0, m_find.FindNextFileA());
+    EXPECT_STREQ("SUB\\F.TXT", m_find.GetFilePathRelative());
+    EXPECT_EQ(m_directory / "SUB\\F.TXT", m_find.GetFilePath());
+    EXPECT_EQ(9ul, m_find.GetLength());  // the file holds its nine-character name
+    ASSERT_NE(0, m_find.FindFile(nullptr, (m_directory / "SUB\\*.TXT").c_str(), 1));  // searched as DFT
+    ASSERT_NE(0, m_find.FindNextFileA());
+    EXPECT_STREQ("FIND\\SUB\\F.TXT", m_find.GetFilePathRelative());
 }
 
 } // namespace
