@@ -9,9 +9,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)  # also packages installed elsewhere (CMAKE_PREFIX_PATH)
 
-# Windows programs (the tests) run under wine, in a prefix inside the build tree. env(1)
-# passes every variable on, also names with a hyphen that a shell would drop.
-if(KOVRA_TRIPLET STREQUAL "x86_64-w64-mingw32")
-  set(CMAKE_CROSSCOMPILING_EMULATOR
-      "/usr/bin/env;WINEPREFIX=${CMAKE_BINARY_DIR}/wineprefix;WINEDEBUG=-all;/usr/lib/wine/wine64")
-endif()
+# Windows programs (the tests) run under wine, in a prefix inside the build tree; wine64
+# hands 32-bit programs to the 32-bit loader of wine32. env(1) passes every variable on,
+# also names with a hyphen that a shell would drop.
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    "/usr/bin/env;WINEPREFIX=${CMAKE_BINARY_DIR}/wineprefix;WINEDEBUG=-all;/usr/lib/wine/wine64")

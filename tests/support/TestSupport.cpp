@@ -327,6 +327,28 @@ void NamedEvent::Set()
 
 // ---- message boxes ----------------------------------------------------------------------------
 
+namespace {
+
+struct BoxSearch {
+    DWORD processId;
+    std::vector<HWND>* found;
+};
+
+// Collects the visible message boxes ("#32770" windows) of one process.
+BOOL CALLBACK CollectMessageBox(HWND window, LPARAM parameter)
+{
+    auto* search = reinterpret_cast<BoxSearch*>(parameter);
+    DWORD owner = 0;
+    ::GetWindowThreadProcessId(window, &owner);
+    char className[32] = "";
+    ::GetClassNameA(window, className, sizeof className);
+    if (owner == search->processId && std::strcmp(className, "#32770") == 0 && ::IsWindowVisible(window))
+        search->found->push_back(window);
+    return TRUE;
+}
+
+} // namespace
+
 BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this] { Watch(); }) {}
 
 BoxWatcher::~BoxWatcher()
@@ -347,22 +369,8 @@ void BoxWatcher::Watch()
                 return;
         }
         std::vector<HWND> found;
-        struct Search {
-            DWORD processId;
-            std::vector<HWND>* found;
-        } search{m_processId, &found};
-        ::EnumWindows(
-            [](HWND window, LPARAM parameter) -> BOOL {
-                auto* s = reinterpret_cast<Search*>(parameter);
-                DWORD owner = 0;
-                ::GetWindowThreadProcessId(window, &owner);
-                char className[32] = "";
-                ::GetClassNameA(window, className, sizeof className);
-                if (owner == s->processId && std::strcmp(className, "#32770") == 0 && ::IsWindowVisible(window))
-                    s->found->push_back(window);
-                return TRUE;
-            },
-            reinterpret_cast<LPARAM>(&search));
+        BoxSearch search{m_processId, &found};
+        ::EnumWindows(&CollectMessageBox, reinterpret_cast<LPARAM>(&search));
         for (HWND box : found) {
             MessageBoxSeen seen;
             char text[2048] = "";
