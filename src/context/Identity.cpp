@@ -80,16 +80,9 @@ int LookupCallerSession(ThreadInfo& record, unsigned long& examinedThread)
         return 0;
 
     // The newest binding of this thread wins; with the skip flag, not one to the process session.
-    auto& threads = theApp.m_listThreads;
     auto& sessions = theApp.m_listSessions;
-    const ThreadEntry* match = nullptr;
-    for (auto it = threads.rbegin(); it != threads.rend(); ++it) {
-        examinedThread = it->threadId;
-        if (it->threadId == threadId && !(theApp.m_bSkipProcessSession && it->session == processSession)) {
-            match = &*it;
-            break;
-        }
-    }
+    const ThreadEntry* match =
+        FindCallerBinding(threadId, theApp.m_bSkipProcessSession != 0, processSession, examinedThread);
 
     if (match) {
         auto found = FindSession(match->session);
@@ -127,15 +120,18 @@ void LogLookupSummary(int result, const ThreadInfo& record, unsigned long examin
 
 int CKovra::GetInfo(ThreadInfo* info, int)
 {
-    ThreadInfo record = EmptyContext();
+    // The lookup writes the caller's record only when it finds one.
+    ThreadInfo ownRecord;
+    ThreadInfo& record = info ? *info : ownRecord;
     unsigned long examined = 0;
-    int found = LookupCallerSession(record, examined);
-    if (!found)
+    const int found = LookupCallerSession(record, examined);
+    if (!found) {
         ShowLookupBox(kGetInfoNotFound);
+        LogLookupSummary(found, EmptyContext(), examined);
+        return 0;
+    }
     LogLookupSummary(found, record, examined);
-    if (found && info)
-        *info = record;
-    return found;
+    return 1;
 }
 
 int CKovra::SetInfo(ThreadInfo* info, int)

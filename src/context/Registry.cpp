@@ -1,6 +1,10 @@
 // The per-process registry: counted session records and thread bindings, guarded by
 // the re-entrant registry lock of theApp.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <unordered_map>
+#include <vector>
 
 #include "context/Registry.h"
 #include "frame/CallFrame.h"
@@ -12,13 +16,78 @@
 
 namespace {
 
-CList<ThreadEntry>::iterator FindBinding(void* session, unsigned long threadId)
+using SessionPosition = CList<ThreadInfo>::iterator;
+using BindingPosition = CList<ThreadEntry>::iterator;
+
+// Kept beside the two lists so that no lookup walks them, however many sessions and
+// bindings a process registers: the position of each session value's record, and the
+// positions of each thread's bindings in the order in which they were made. The lists
+// stay the registry; the index changes with them, under the registry lock.
+struct RegistryIndex {
+    std::unordered_map<void*, SessionPosition> sessions;
+    std::unordered_map<unsigned long, std::vector<BindingPosition>> bindings;
+};
+
+RegistryIndex& Index()
+{
+    static RegistryIndex index;
+    return index;
+}
+
+// A failed allocation leaves the list and the index as they were.
+void AddSessionRecord(const ThreadInfo& record)
+{
+    auto& sessions = theApp.m_listSessions;
+    auto slot = Index().sessions.emplace(record.session, sessions.end()).first;
+    try {
+        sessions.AddTail(record);
+    } catch (...) {
+        Index().sessions.erase(slot);
+        throw;
+    }
+    slot->second = std::prev(sessions.end());
+}
+
+void RemoveSessionRecord(SessionPosition position)
+{
+    Index().sessions.erase(position->session);
+    theApp.m_listSessions.RemoveAt(position);
+}
+
+// A failed allocation leaves the list as it was and at most an empty entry in the index.
+void AddBinding(const ThreadEntry& entry)
 {
     auto& threads = theApp.m_listThreads;
-    auto it = threads.begin();
-    while (it != threads.end() && !(it->session == session && it->threadId == threadId))
-        ++it;
-    return it;
+    std::vector<BindingPosition>& positions = Index().bindings[entry.threadId];
+    if (positions.size() == positions.capacity())
+        positions.reserve(2 * positions.size() + 1);
+    threads.AddTail(entry);
+    positions.push_back(std::prev(threads.end()));
+}
+
+void RemoveBinding(BindingPosition position)
+{
+    auto found = Index().bindings.find(position->threadId);
+    std::vector<BindingPosition>& positions = found->second;
+    positions.erase(std::find(positions.begin(), positions.end(), position));
+    if (positions.empty())
+        Index().bindings.erase(found);
+    theApp.m_listThreads.RemoveAt(position);
+}
+
+const std::vector<BindingPosition>* BindingsOf(unsigned long threadId)
+{
+    auto found = Index().bindings.find(threadId);
+    return found == Index().bindings.end() ? nullptr : &found->second;
+}
+
+BindingPosition FindBinding(void* session, unsigned long threadId)
+{
+    if (const auto* positions = BindingsOf(threadId))
+        for (BindingPosition position : *positions)
+            if (position->session == session)
+                return position;
+    return theApp.m_listThreads.end();
 }
 
 ThreadInfo NewSessionRecord(void* session)
@@ -35,13 +104,25 @@ ThreadInfo NewSessionRecord(void* session)
 
 CList<ThreadInfo>::iterator FindSession(void* session)
 {
-    auto& sessions = theApp.m_listSessions;
-    auto it = sessions.begin();
-    while (it != sessions.end() && it->session != session)
-        ++it;
-    return it;
+    auto found = Index().sessions.find(session);
+    return found == Index().sessions.end() ? theApp.m_listSessions.end() : found->second;
 }
 
+const ThreadEntry* FindCallerBinding(unsigned long threadId, bool skipProcessSession, void* processSession,
+                                     unsigned long& examinedThread)
+{
+    if (const auto* positions = BindingsOf(threadId)) {
+        for (auto newest = positions->rbegin(); newest != positions->rend(); ++newest) {
+            if (!(skipProcessSession && (*newest)->session == processSession)) {
+                examinedThread = threadId;
+                return &**newest;
+            }
+        }
+    }
+    const auto& threads = theApp.m_listThreads;
+    examinedThread = threads.IsEmpty() ? 0 : threads.begin()->threadId;
+    return nullptr;
+}
 
 int CKovra::StartSession(void* session, int)
 {
@@ -62,7 +143,7 @@ int CKovra::StartSession(void* session, int)
             } else {
                 TraceIf(kDebugExceptions, "Kovra : StartSession : Add this Session(%d)", SessionNumber(session));
                 record = NewSessionRecord(session);
-                theApp.m_listSessions.AddTail(record);
+                AddSessionRecord(record);
                 result = 1;
             }
         }
@@ -87,7 +168,7 @@ int CKovra::RemoveSession(void* session, int)
     char modulePath[kPathBufferSize];
     CopyText(modulePath, found->modulePath);
     if (count <= 0)
-        theApp.m_listSessions.RemoveAt(found);
+        RemoveSessionRecord(found);
     else
         TraceIf(kDebugExceptions, "Kovra : RemoveSession : Decr RefCount (%d,%d)", SessionNumber(session),
                 static_cast<int>(count));
@@ -107,7 +188,7 @@ int CKovra::StartThread(void* session, unsigned long threadId, int)
                 return 0;
             StartSession(session, 0);  // every start of a thread counts for its session
             if (FindBinding(session, threadId) == theApp.m_listThreads.end()) {
-                theApp.m_listThreads.AddTail(ThreadEntry{session, threadId});
+                AddBinding(ThreadEntry{session, threadId});
                 result = 1;
             }
         }
@@ -130,7 +211,7 @@ int CKovra::RemoveThread(void* session, unsigned long threadId, int)
     }
     LogEventF("*RemoveThread (%x,%x)", SessionHex(session), static_cast<unsigned>(threadId));
     RemoveSession(session, 0);
-    theApp.m_listThreads.RemoveAt(found);
+    RemoveBinding(found);
     return 1;
 }
 
