@@ -3,14 +3,34 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "file/KovraFileState.h"
-#include "frame/CallFrame.h"
 #include "kovra/kovra.h"
 
 namespace {
 
 constexpr unsigned int kReadBlock = 512;
+constexpr size_t kShortText = 1024;  // the bytes of a work buffer that lives on the stack
+
+// A work buffer of a given size: on the stack when it is small, as the lines that
+// applications write mostly are, else on the heap. Empty when the heap has no room.
+class WorkBuffer {
+public:
+    explicit WorkBuffer(size_t size) : m_heap(size > sizeof m_local ? new (std::nothrow) char[size] : nullptr)
+    {
+        m_text = size > sizeof m_local ? m_heap.get() : m_local;
+    }
+    WorkBuffer(const WorkBuffer&) = delete;
+    WorkBuffer& operator=(const WorkBuffer&) = delete;
+
+    char* Get() const { return m_text; }
+
+private:
+    char m_local[kShortText];
+    std::unique_ptr<char[]> m_heap;
+    char* m_text;
+};
 
 } // namespace
 
@@ -69,20 +89,23 @@ unsigned int CKovra::WriteString(const char* text, int flags)
     if (!(m_pState->m_ulOptions & kOptionText))
         return Write(text, static_cast<unsigned int>(std::strlen(text)), 0);
 
-    return RunInCallFrame(0u, [&] {
-        const size_t length = std::strlen(text);
-        std::unique_ptr<char[]> translated(new char[2 * length + 2]);
-        size_t used = 0;
-        for (size_t index = 0; index < length; ++index) {
-            if (text[index] == '\n')
-                translated[used++] = '\r';
-            translated[used++] = text[index];
+    const size_t length = std::strlen(text);
+    WorkBuffer translated(2 * length + 2);
+    if (!translated.Get())
+        return 0;
+    size_t used = 0;
+    bool hasLineFeed = false;
+    for (size_t index = 0; index < length; ++index) {
+        if (text[index] == '\n') {
+            translated.Get()[used++] = '\r';
+            hasLineFeed = true;
         }
-        unsigned int written = Write(translated.get(), static_cast<unsigned int>(used), 1);
-        if (!std::strchr(text, '\n') && !(flags & 1))
-            written += Write("\r", 1, 1) + Write("\n", 1, 1);
-        return written;
-    });
+        translated.Get()[used++] = text[index];
+    }
+    unsigned int written = Write(translated.Get(), static_cast<unsigned int>(used), 1);
+    if (!hasLineFeed && !(flags & 1))
+        written += Write("\r", 1, 1) + Write("\n", 1, 1);
+    return written;
 }
 
 unsigned int CKovra::WriteString(char* text, int flags)
@@ -96,16 +119,21 @@ unsigned int CKovra::Printf(int, const char* format, ...)
         return 0;
     va_list arguments;
     va_start(arguments, format);
+    // Formatted once into a short buffer; a text too long for it is formatted again into
+    // a buffer of its length.
+    WorkBuffer shortText(kShortText);
     va_list measuring;
     va_copy(measuring, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, measuring);
+    const int length = std::vsnprintf(shortText.Get(), kShortText, format, measuring);
     va_end(measuring);
     unsigned int written = 0;
-    if (length >= 0) {
-        std::unique_ptr<char[]> text(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
-        if (text) {
-            std::vsnprintf(text.get(), static_cast<size_t>(length) + 1, format, arguments);
-            written = WriteString(static_cast<const char*>(text.get()), 1);
+    if (length >= 0 && static_cast<size_t>(length) < kShortText) {
+        written = WriteString(static_cast<const char*>(shortText.Get()), 1);
+    } else if (length >= 0) {
+        WorkBuffer text(static_cast<size_t>(length) + 1);
+        if (text.Get()) {
+            std::vsnprintf(text.Get(), static_cast<size_t>(length) + 1, format, arguments);
+            written = WriteString(static_cast<const char*>(text.Get()), 1);
         }
     }
     va_end(arguments);

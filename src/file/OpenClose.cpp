@@ -70,9 +70,11 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
         const UINT platformFlags = PlatformOpenFlags(options);
         state.m_ulOptions = static_cast<uint32_t>(options);
 
-        if (!(type && type == state.m_pszType)) {
+        // The stored copy of the type serves again when it holds the same text.
+        const char* wanted = type ? type : "DFT";
+        if (!(state.m_pszType && (type == state.m_pszType || std::strcmp(state.m_pszType, wanted) == 0))) {
             std::free(state.m_pszType);
-            state.m_pszType = _strdup(type ? type : "DFT");
+            state.m_pszType = _strdup(wanted);
             if (!state.m_pszType)
                 throw std::bad_alloc();
         }

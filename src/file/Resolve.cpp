@@ -34,8 +34,6 @@ bool ReplaceFirst(char* text, const char* field, const char* value)
 // Replaces %Y, %y, %M and %D (or, without %D, %T) by the current UTC date.
 void SubstituteDateFields(char* text)
 {
-    if (!std::strchr(text, '%'))
-        return;
     SYSTEMTIME now;
     ::GetSystemTime(&now);
     const int year = now.wYear % 100;
@@ -127,10 +125,18 @@ void BuildByLocation(PathBuilder& path, int location, const ThreadInfo& context,
     }
 }
 
+char* FindParentReference(char* path)
+{
+    for (char* p = path; *p; ++p)
+        if (p[0] == '\\' && p[1] == '.' && p[2] == '.' && p[3] == '\\')
+            return p;
+    return nullptr;
+}
+
 // The first "\..\" takes the directory name before it along, once.
 void CollapseFirstParentReference(char* path)
 {
-    char* hit = std::strstr(path, "\\..\\");
+    char* hit = FindParentReference(path);
     if (!hit)
         return;
     for (char* p = hit - 1; p >= path + 1; --p) {
@@ -147,19 +153,24 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
 {
     if (std::strlen(name) > kMaxPathChars)
         return kErrorNameTooLong;
-    char resolvedName[kDateWorkSize];
-    CopyText(resolvedName, name);
-    SubstituteDateFields(resolvedName);
-    if (std::strlen(resolvedName) < nameSize)
-        std::strcpy(name, resolvedName);
+    // Date fields are replaced in a work copy, which may grow beyond the name's buffer.
+    char datedName[kDateWorkSize];
+    const char* resolvedName = name;
+    if (std::strchr(name, '%')) {
+        CopyText(datedName, name);
+        SubstituteDateFields(datedName);
+        if (std::strlen(datedName) < nameSize)
+            std::strcpy(name, datedName);
+        resolvedName = datedName;
+    }
 
     FileType_S record;
     if (!FindFileType(type, record))
         return kErrorUnknownType;
 
     ThreadInfo context;
-    std::memset(&context, 0, sizeof context);  // the empty context when no record is found
-    GetInfo(&context, 0);
+    if (!GetInfo(&context, 0))
+        std::memset(&context, 0, sizeof context);  // the empty context
 
     const KovraOpenPar_S& parameters = m_pState->m_openPar;
     if (parameters.size != 0) {
