@@ -1,17 +1,30 @@
 #!/bin/bash
-# Builds and runs the benchmark under wine: what the library adds to the platform calls
-# underneath, printed as ratios. It works in an installation of its own on drive B:.
+# Builds and runs the benchmark under wine for i686 (the product) and x86_64: every road
+# of the library against the platform sequence that it stands on, and how the cost grows
+# with thread bindings, directory sizes and the file-type table. Each target works in an
+# installation of its own on drive B: of its wine prefix. bench/RESULTS.md explains a run.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 kovra_install_packages
-kovra_build x86_64 -- kovra_bench
 
-build="$KOVRA_ROOT/build/x86_64"
+bench_target() {
+  local target=$1
+  kovra_build "$target" -- kovra_bench kovra_bench_load
+  local build="$KOVRA_ROOT/build/$target"
+  kovra_wine_up "$build"
+  local install="$build/fixtures/b"
+  rm -rf "$install"
+  mkdir -p "$install/APP/DAT/WS1/TMP" "$install/LOAD"
+  printf '[DefaultSettings]\r\nOption=32\r\n[BENCH]\r\nLocation=BASE\r\n' >"$install/APP/DAT/CKOVRA.INI"
+  export TARNEL31_WKSTA='B:\APP\DAT\WS1\' TARNEL31_WKSTATMP='B:\APP\DAT\WS1\TMP\'
+  "$WINE" "$build/bin/kovra_bench.exe"
+  # Run after the roads have ended: every process it starts must be the library's first.
+  "$WINE" "$build/bin/kovra_bench_load.exe" 'B:\LOAD'
+  kovra_wine_down
+}
+
 trap kovra_wine_down EXIT
-kovra_wine_up "$build"
-install="$build/fixtures/b"
-rm -rf "$install"
-mkdir -p "$install/APP/DAT/WS1/TMP"
-printf '[DefaultSettings]\r\nOption=32\r\n[BENCH]\r\nLocation=BASE\r\n' >"$install/APP/DAT/CKOVRA.INI"
-TARNEL31_WKSTA='B:\APP\DAT\WS1\' TARNEL31_WKSTATMP='B:\APP\DAT\WS1\TMP\' "$WINE" "$build/bin/kovra_bench.exe"
+for target in i686 x86_64; do
+  bench_target "$target"
+done
