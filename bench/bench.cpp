@@ -320,7 +320,7 @@ void LogLines()
     const std::string closeText = LogCallText(":Close", path);
     CKovra file;
     bench::PrintRoad({"open and close writing two log lines",
-                      "_stat, CreateFileA, a log line, CloseHandle, a log line", "", 0},
+                      "_stat, CreateFileA, two log lines, CloseHandle", "", 0},
                      bench::Compare(bench::Batch(kLogLines,
                                                  [&] {
                                                      file.Open(kType, "OPEN.DAT", KOVRA_READ);
@@ -330,8 +330,8 @@ void LogLines()
                                         TestDirectory();
                                         HANDLE raw = OpenPlatformFile(path, GENERIC_READ, OPEN_EXISTING);
                                         WriteLogLine(openText.c_str());
-                                        ::CloseHandle(raw);
                                         WriteLogLine(closeText.c_str());
+                                        ::CloseHandle(raw);
                                     })));
 
     // Closing an object whose open failed closes no handle: it only writes its ":Close" line.
