@@ -11,7 +11,7 @@
 namespace bench {
 
 constexpr int kRounds = 201;     // rounds of a road whose rounds take well under a millisecond
-constexpr int kLongRounds = 7;   // rounds of a road whose every operation takes tens of milliseconds
+constexpr int kLongRounds = 15;  // rounds of a road whose every operation takes tens of milliseconds
 
 // One round of one side: the seconds that one operation took, on average over the round.
 using Sample = std::function<double()>;
