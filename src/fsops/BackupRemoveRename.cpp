@@ -72,9 +72,11 @@ int CKovra::Remove(int)
 
 int CKovra::Rename(const char* type, char* name, int nameFlags)
 {
-    if (!m_pState || !name)
+    if (!m_pState)
         return 0;
     KovraFileState_S& state = *m_pState;
+    if (!name)
+        return Refuse(state, kErrorInvalidArgument);
     char newName[kPathBufferSize];
     char newPath[kPathBufferSize];
     if (!ResolveTarget(type, name, newName, newPath, nameFlags))
