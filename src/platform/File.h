@@ -100,6 +100,10 @@ public:
 
     const char* GetFilePath() const noexcept { return m_szFileName; }
 
+    // True when both hold the same file open, whatever names they reached it by (links
+    // included); without the platform's file identity, when their full paths are the same.
+    bool IsSameFile(const CFile& other) const noexcept;
+
     // Status by path: false when nothing exists under the path.
     static bool GetStatus(const char* path, CFileStatus& status) noexcept;
     static void SetStatus(const char* path, const CFileStatus& status);
