@@ -98,6 +98,8 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
             if (!result) {
                 state.m_nError = resolution;
                 resolved = false;  // no open on a stale or missing path
+                if (resolution == kErrorNameTooLong)
+                    state.m_szRealFileName[0] = '\0';  // names no file, not the one of an earlier Open
             }
         } else if (!state.m_bTemporary) {
             CreateTemporaryFile();

@@ -126,10 +126,10 @@ TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
     EXPECT_EQ(1, file.Open("T_BASE", fits.c_str(), KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(0, file.Open("T_BASE", (fits + "N").c_str(), KOVRA_READWRITE));
     EXPECT_FALSE(PathExists(kBase + fits));
-    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + fits + "N, " + kBase + fits + ", -2)", Failure(file));
-    // A name that doesn't fit isn't stored: GetFileName then shows the (stale) real path.
+    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + fits + "N, , -2)", Failure(file));  // names no file
+    // A name that doesn't fit isn't stored either.
     EXPECT_EQ(0, file.Open("NOPE", std::string(260, 'N').c_str(), KOVRA_READWRITE, nullptr, 1));
-    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(NOPE, " + kBase + fits + ", " + kBase + fits + ", -2)", Failure(file));
+    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(NOPE, , , -2)", Failure(file));
 }
 
 TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAndAtMost35Characters)
