@@ -5,10 +5,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+// The layouts are checked wherever the language can (C++, C11 and later).
 #if defined(__cplusplus)
-#define KOVRA_STATIC_ASSERT static_assert
+#define KOVRA_STATIC_ASSERT(condition, text) static_assert(condition, text)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define KOVRA_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
 #else
-#define KOVRA_STATIC_ASSERT _Static_assert
+#define KOVRA_STATIC_ASSERT(condition, text) struct KovraUncheckedLayout
 #endif
 
 // One entry of the file-type table that all processes share.
