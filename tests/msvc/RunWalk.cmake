@@ -24,8 +24,8 @@ file(WRITE ${site}/CONF/CKOVRA.INI "${text}\r\n")
 
 string(REPLACE "|" ";" emulator "${EMULATOR}")
 string(TIMESTAMP day_before "%y%m%d" UTC)
-execute_process(COMMAND /usr/bin/env "TARNEL31_WKSTA=${site_path}\\APP\\DAT\\WS1" "KARVELO-CKOVRAHOME=${site_path}\\CONF"
-                        ${emulator} ${PROGRAM}
+execute_process(COMMAND /usr/bin/env "TARNEL31_WKSTA=${site_path}\\APP\\DAT\\WS1"
+                        "KARVELO-CKOVRAHOME=${site_path}\\CONF" ${emulator} ${PROGRAM}
                 RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE errors)
 string(TIMESTAMP day_after "%y%m%d" UTC)
 if(NOT result EQUAL 0)
