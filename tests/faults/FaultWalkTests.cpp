@@ -170,6 +170,12 @@ std::vector<Scenario> DataScenarios()
          "0 ", {{"ReadFile", kFails | kRecords}, {"SetFilePointerEx", kRecords}}},
         {"WriteString", "text", onData(KOVRA_READWRITE | KOVRA_TEXT),
          [](World& world) { return Text(world.file->WriteString("abc\n", 0)); }, "0", {{"WriteFile", kFails | kRecords}}},
+        {"WriteString", "modifiable text", onData(KOVRA_READWRITE),
+         [](World& world) {
+             char text[] = "abc";
+             return Text(world.file->WriteString(text, 0));
+         },
+         "0", {{"WriteFile", kFails | kRecords}}},
         {"Printf", "text", onData(KOVRA_READWRITE | KOVRA_TEXT),
          [](World& world) { return Text(world.file->Printf(0, "%d\n", 5)); }, "0", {{"WriteFile", kFails | kRecords}}},
         {"Flush", "", onData(KOVRA_READWRITE), [](World& world) { return Text(world.file->Flush(0)); }, "0",
@@ -433,9 +439,19 @@ std::vector<Scenario> MembersWithoutPlatformCalls()
         {"SetDebugLevel", [](CKovra&) { return Text(CKovra::SetDebugLevel(7, 0)); }},
         {"SetOption", [](CKovra&) { return Text(CKovra::SetOption(1, 0, 0)); }},
     };
+    const std::pair<const char*, std::function<std::string(CKovraFind&)>> searchMembers[] = {
+        {"CKovraFind::GetLength", [](CKovraFind& f) { return Text(f.GetLength(0)); }},
+        {"CKovraFind::GetFileName", [](CKovraFind& f) { return Text(f.GetFileName(0)); }},
+        {"CKovraFind::GetFilePath", [](CKovraFind& f) { return Text(f.GetFilePath(0)); }},
+        {"CKovraFind::IsDots", [](CKovraFind& f) { return Text(f.IsDots(0)); }},
+        {"CKovraFind::IsDirectory", [](CKovraFind& f) { return Text(f.IsDirectory(0)); }},
+        {"CKovraFind::IsHidden", [](CKovraFind& f) { return Text(f.IsHidden(0)); }},
+    };
     std::vector<Scenario> scenarios;
     for (const auto& [member, call] : members)
         scenarios.push_back({member, "", Opened("DATA.TXT", KOVRA_READ), onData(call), "", {}});
+    for (const auto& [member, call] : searchMembers)
+        scenarios.push_back({member, "", Searching(1), [call = call](World& world) { return call(*world.find); }, "", {}});
     return scenarios;
 }
 
@@ -455,6 +471,28 @@ std::string Lines(const std::vector<std::string>& lines)
     for (const std::string& line : lines)
         text += line + "\n";
     return text;
+}
+
+// The walk's judgement rests on these counts: a handle and a block that the library holds
+// must show.
+TEST(FaultWalk, HoldingsShowAHandleAndTheLibrarysHeapBlocks)
+{
+    ASSERT_TRUE(kovrafaults::InstallHooks());
+    const Holdings before = CurrentHoldings();
+    HANDLE event = ::CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    auto file = std::make_unique<CKovra>("DFT", "DATA.TXT", 0, nullptr, 0);
+    const Holdings holding = CurrentHoldings();
+    ::CloseHandle(event);
+    file.reset();
+    const Holdings after = CurrentHoldings();
+
+    EXPECT_GT(before.handles, 0);
+    EXPECT_EQ(holding.handles, before.handles + 1);
+    EXPECT_EQ(holding.heapBlocks, before.heapBlocks + 2);  // the object's record and its type
+    EXPECT_GT(holding.heapBytes, before.heapBytes + 1000);
+    EXPECT_EQ(after.handles, before.handles);
+    EXPECT_EQ(after.heapBlocks, before.heapBlocks);
+    EXPECT_EQ(after.heapBytes, before.heapBytes);
 }
 
 TEST(FaultWalk, EveryMemberSurvivesEveryFailedPlatformCall)
