@@ -228,45 +228,39 @@ std::vector<Scenario> DataScenarios()
     };
 }
 
+struct ProfileCall {
+    const char* member;
+    const char* variant;
+    std::function<std::string(CKovra&)> call;
+    std::string failureResult;
+    const char* service;
+};
+
+constexpr char kWriteKey[] = "WritePrivateProfileStringA";
+constexpr char kReadKey[] = "GetPrivateProfileStringA";
+
+// A numeric overload pair: the value written, and read back with the same value as default.
+template <typename Number>
+void AddNumberOverloads(std::vector<ProfileCall>& calls, const char* variant, Number value)
+{
+    calls.push_back({"WriteProfile", variant, [value](CKovra& f) { return Text(f.WriteProfile("S", "K", value, 0)); },
+                     "0", kWriteKey});
+    calls.push_back({"GetProfile", variant,
+                     [value](CKovra& f) { return std::to_string(f.GetProfile("S", "K", value, 0)); },
+                     std::to_string(value), kReadKey});
+}
+
 std::vector<Scenario> ProfileScenarios()
 {
-    struct ProfileCall {
-        const char* member;
-        const char* variant;
-        std::function<std::string(CKovra&)> call;
-        const char* failureResult;
-        const char* service;
-    };
-    const ProfileCall calls[] = {
-        {"WriteProfile", "text", [](CKovra& f) { return Text(f.WriteProfile("S", "K", "7", 0)); }, "0",
-         "WritePrivateProfileStringA"},
-        {"WriteProfile", "long", [](CKovra& f) { return Text(f.WriteProfile("S", "K", 7L, 0)); }, "0",
-         "WritePrivateProfileStringA"},
-        {"WriteProfile", "int", [](CKovra& f) { return Text(f.WriteProfile("S", "K", 7, 0)); }, "0",
-         "WritePrivateProfileStringA"},
-        {"WriteProfile", "unsigned long", [](CKovra& f) { return Text(f.WriteProfile("S", "K", 7UL, 0)); }, "0",
-         "WritePrivateProfileStringA"},
-        {"WriteProfile", "unsigned int", [](CKovra& f) { return Text(f.WriteProfile("S", "K", 7U, 0)); }, "0",
-         "WritePrivateProfileStringA"},
-        {"WriteProfile", "double", [](CKovra& f) { return Text(f.WriteProfile("S", "K", 7.5, 0)); }, "0",
-         "WritePrivateProfileStringA"},
+    std::vector<ProfileCall> calls = {
+        {"WriteProfile", "text", [](CKovra& f) { return Text(f.WriteProfile("S", "K", "7", 0)); }, "0", kWriteKey},
         {"GetProfile", "text",
          [](CKovra& f) {
              char value[64] = "";
              int length = f.GetProfile("S", "K", "none", value, sizeof value, 0);
              return Text(length) + " " + value;
          },
-         "4 none", "GetPrivateProfileStringA"},
-        {"GetProfile", "long", [](CKovra& f) { return Text(f.GetProfile("S", "K", 7L, 0)); }, "7",
-         "GetPrivateProfileStringA"},
-        {"GetProfile", "int", [](CKovra& f) { return Text(f.GetProfile("S", "K", 7, 0)); }, "7",
-         "GetPrivateProfileStringA"},
-        {"GetProfile", "unsigned long", [](CKovra& f) { return Text(f.GetProfile("S", "K", 7UL, 0)); }, "7",
-         "GetPrivateProfileStringA"},
-        {"GetProfile", "unsigned int", [](CKovra& f) { return Text(f.GetProfile("S", "K", 7U, 0)); }, "7",
-         "GetPrivateProfileStringA"},
-        {"GetProfile", "double", [](CKovra& f) { return std::to_string(f.GetProfile("S", "K", 7.5, 0)); },
-         "7.500000", "GetPrivateProfileStringA"},
+         "4 none", kReadKey},
         {"GetProfileSectionA", "",
          [](CKovra& f) {
              char lines[64] = "";
@@ -276,6 +270,11 @@ std::vector<Scenario> ProfileScenarios()
         {"WriteProfileSectionA", "", [](CKovra& f) { return Text(f.WriteProfileSectionA("T", "A=1\0B=2\0", 0)); }, "0",
          "WritePrivateProfileSectionA"},
     };
+    AddNumberOverloads(calls, "long", 7L);
+    AddNumberOverloads(calls, "int", 7);
+    AddNumberOverloads(calls, "unsigned long", 7UL);
+    AddNumberOverloads(calls, "unsigned int", 7U);
+    AddNumberOverloads(calls, "double", 7.5);
     std::vector<Scenario> scenarios;
     for (const ProfileCall& call : calls)
         scenarios.push_back({call.member, call.variant, Resolved("PROFILE.INI"),
@@ -424,34 +423,31 @@ std::vector<Scenario> SessionAndSettingScenarios()
 // Members that make no platform call: the walk confirms that they make none.
 std::vector<Scenario> MembersWithoutPlatformCalls()
 {
-    auto onData = [](std::function<std::string(CKovra&)> call) {
-        return [call](World& world) { return call(*world.file); };
+    auto fileAndSearch = [](World& world) {
+        Opened("DATA.TXT", KOVRA_READ)(world);
+        Searching(1)(world);
     };
-    const std::pair<const char*, std::function<std::string(CKovra&)>> members[] = {
-        {"IsOpen", [](CKovra& f) { return Text(f.IsOpen(0)); }},
-        {"IsWritable", [](CKovra& f) { return Text(f.IsWritable(0)); }},
-        {"GetFileName", [](CKovra& f) { return Text(f.GetFileName(0)); }},
-        {"GetFileType", [](CKovra& f) { return Text(f.GetFileType(0)); }},
-        {"GetRealFileName", [](CKovra& f) { return Text(f.GetRealFileName(0)); }},
-        {"GetDrive", [](CKovra& f) { return Text(f.GetDrive(0)); }},
-        {"IsNetDrive", [](CKovra& f) { return Text(f.IsNetDrive(0) + CKovra::IsNetDrive("X:", 0)); }},
-        {"AddFileType", [](CKovra&) { return Text(CKovra::AddFileType("T_FAULTS", 2, 1, 0)); }},
-        {"SetDebugLevel", [](CKovra&) { return Text(CKovra::SetDebugLevel(7, 0)); }},
-        {"SetOption", [](CKovra&) { return Text(CKovra::SetOption(1, 0, 0)); }},
-    };
-    const std::pair<const char*, std::function<std::string(CKovraFind&)>> searchMembers[] = {
-        {"CKovraFind::GetLength", [](CKovraFind& f) { return Text(f.GetLength(0)); }},
-        {"CKovraFind::GetFileName", [](CKovraFind& f) { return Text(f.GetFileName(0)); }},
-        {"CKovraFind::GetFilePath", [](CKovraFind& f) { return Text(f.GetFilePath(0)); }},
-        {"CKovraFind::IsDots", [](CKovraFind& f) { return Text(f.IsDots(0)); }},
-        {"CKovraFind::IsDirectory", [](CKovraFind& f) { return Text(f.IsDirectory(0)); }},
-        {"CKovraFind::IsHidden", [](CKovraFind& f) { return Text(f.IsHidden(0)); }},
+    const std::pair<const char*, std::function<std::string(World&)>> members[] = {
+        {"IsOpen", [](World& w) { return Text(w.file->IsOpen(0)); }},
+        {"IsWritable", [](World& w) { return Text(w.file->IsWritable(0)); }},
+        {"GetFileName", [](World& w) { return Text(w.file->GetFileName(0)); }},
+        {"GetFileType", [](World& w) { return Text(w.file->GetFileType(0)); }},
+        {"GetRealFileName", [](World& w) { return Text(w.file->GetRealFileName(0)); }},
+        {"GetDrive", [](World& w) { return Text(w.file->GetDrive(0)); }},
+        {"IsNetDrive", [](World& w) { return Text(w.file->IsNetDrive(0) + CKovra::IsNetDrive("X:", 0)); }},
+        {"AddFileType", [](World&) { return Text(CKovra::AddFileType("T_FAULTS", 2, 1, 0)); }},
+        {"SetDebugLevel", [](World&) { return Text(CKovra::SetDebugLevel(7, 0)); }},
+        {"SetOption", [](World&) { return Text(CKovra::SetOption(1, 0, 0)); }},
+        {"CKovraFind::GetLength", [](World& w) { return Text(w.find->GetLength(0)); }},
+        {"CKovraFind::GetFileName", [](World& w) { return Text(w.find->GetFileName(0)); }},
+        {"CKovraFind::GetFilePath", [](World& w) { return Text(w.find->GetFilePath(0)); }},
+        {"CKovraFind::IsDots", [](World& w) { return Text(w.find->IsDots(0)); }},
+        {"CKovraFind::IsDirectory", [](World& w) { return Text(w.find->IsDirectory(0)); }},
+        {"CKovraFind::IsHidden", [](World& w) { return Text(w.find->IsHidden(0)); }},
     };
     std::vector<Scenario> scenarios;
     for (const auto& [member, call] : members)
-        scenarios.push_back({member, "", Opened("DATA.TXT", KOVRA_READ), onData(call), "", {}});
-    for (const auto& [member, call] : searchMembers)
-        scenarios.push_back({member, "", Searching(1), [call = call](World& world) { return call(*world.find); }, "", {}});
+        scenarios.push_back({member, "", fileAndSearch, call, "", {}});
     return scenarios;
 }
 
