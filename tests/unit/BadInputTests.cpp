@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "FileChecks.h"
+#include "kovra/capi.h"
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
 
@@ -45,6 +46,8 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
     CKovra named("T_BASE", "BI_NULL\\F.TXT");
     Resolver resolver;
     CKovraFind find;
+    KovraFile* handle = KovraFile_Create("T_BASE", "BI_NULL\\P.INI", KOVRA_RESOLVE_ONLY, nullptr, 0);
+    KovraFind* findHandle = KovraFind_Create();
     char buffer[16] = "";
     const char* none = nullptr;
     char* noText = nullptr;
@@ -93,9 +96,24 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
         {"KovraGetThreadBinding", [&] { return KovraGetThreadBinding(0, nullptr, nullptr); }, 1},
         {"KovraGetThreadSession", [&] { return KovraGetThreadSession(nullptr); }, 1},
         {"KovraCheckConfig", [&] { return KovraCheckConfig(nullptr, nullptr, nullptr); }, -1},
+        // The C interface hands its pointers on; its times are pointers of its own.
+        {"KovraFile_GetModificationTime", [&] { return KovraFile_GetModificationTime(handle, nullptr, 0); }, 0},
+        {"KovraFile_SetModificationTime", [&] { return KovraFile_SetModificationTime(handle, nullptr, 0); }, 0},
+        {"KovraFile_WriteProfileLong", [&] { return KovraFile_WriteProfileLong(handle, none, none, 5, 0); }, 0},
+        {"KovraFile_WriteProfileSectionA", [&] { return KovraFile_WriteProfileSectionA(handle, none, "a=1\0", 0); }, 0},
+        {"KovraFile_GetProfileString",
+         [&] { return KovraFile_GetProfileString(handle, "S", "K", none, nullptr, 9, 0); }, 0},
+        {"KovraFile_BuildFileName", [&] { return KovraFile_BuildFileName(handle, none, nullptr, nullptr, 0); }, 0},
+        {"KovraFile_Printf", [&] { return KovraFile_Printf(handle, 0, nullptr); }, 0},
+        {"KovraFile_Rename", [&] { return KovraFile_Rename(handle, none, nullptr, 0); }, 0},
+        {"KovraFile_AppendFile", [&] { return KovraFile_AppendFile(handle, none, none, 0); }, 0},
+        {"KovraFind_FindFile", [&] { return KovraFind_FindFile(findHandle, none, none, 0); }, 1},
+        {"Kovra_AddFileType", [&] { return Kovra_AddFileType(none, 2, 1, 0); }, 0},
     };
     for (const Call& row : calls)
         EXPECT_EQ(row.expected, row.call()) << row.what;
+    KovraFile_Destroy(handle);
+    KovraFind_Destroy(findHandle);
     EXPECT_EQ(-3, CauseOf(named));  // a member without its target name or time records why it refused
     EXPECT_EQ(-3, CauseOf(file));
     file.Close();
@@ -127,7 +145,8 @@ TEST(BadInput, NamesAndTypesAtAndBeyondThePathLimit)
     // The path members get a real path of that length (a name with a colon is taken as one),
     // or the empty name; they act on an object that names SRC.TXT.
     const LengthRow pathRows[] = {
-        {"Open", [](CKovra& file, const std::string& path) { return file.Open("T_BASE", path.c_str(), KOVRA_READWRITE); },
+        {"Open",
+         [](CKovra& file, const std::string& path) { return file.Open("T_BASE", path.c_str(), KOVRA_READWRITE); },
          {0, 1, 1, 0, 0}},  // the empty name names the base directory, which opens for nobody
         {"GetRealFileName", [](CKovra& file, const std::string& path) {
              return static_cast<int>(std::strlen(file.GetRealFileName("T_BASE", path.c_str())));

@@ -236,7 +236,8 @@ Input GenerateName(std::mt19937& random)
                                                    "T_CLIENT", "T_MODULECLIENT", "T_BASEREADONLY", "",  "t_base",
                                                    std::string(35, 'T'), std::string(36, 'T'), std::string(4096, 'T')};
     Input input;
-    input["type"] = MaybeNull(random, Pick(random, 4) ? types[Pick(random, types.size())] : Pieces(random, pieces, false), 20);
+    const std::string type = Pick(random, 4) ? types[Pick(random, types.size())] : Pieces(random, pieces, false);
+    input["type"] = MaybeNull(random, type, 20);
     input["name"] = Pieces(random, pieces, false);
     input["flags"] = std::to_string(Pick(random, 4));
     input["user"] = MaybeNull(random, Pieces(random, pieces, false), 4);
@@ -431,7 +432,8 @@ std::string CheckProfile(const Input& input)
         if (Plain(section, false) && Plain(key, false) && Plain(value, true) && written) {
             char back[64];
             profile.GetProfile(Pointer(section), Pointer(key), "<default>", back, sizeof back);
-            problems.Expect(value->size() >= sizeof back || back == *value, "the text read back is " + std::string(back));
+            problems.Expect(value->size() >= sizeof back || back == *value,
+                            "the text read back is " + std::string(back));
         }
     } else if (operation != "section") {
         problems.Expect(named || (!written && !changed), "a number without a section and key was written");
@@ -450,13 +452,15 @@ std::string CheckProfile(const Input& input)
     // Reads stay inside the caller's buffer; texts the service can't take leave it untouched.
     const int size = IntegerOf(input, "size");
     GuardedBuffer buffer(static_cast<size_t>(size));
-    int read = operation == "section" ? profile.GetProfileSectionA(Pointer(section), buffer.Data(), size)
-                                      : profile.GetProfile(Pointer(section), Pointer(key), Pointer(Of(input, "default")),
-                                                           buffer.Data(), size);
+    const Text defaultText = Of(input, "default");
+    const int read = operation == "section"
+                         ? profile.GetProfileSectionA(Pointer(section), buffer.Data(), size)
+                         : profile.GetProfile(Pointer(section), Pointer(key), Pointer(defaultText), buffer.Data(),
+                                              size);
     problems.Expect(buffer.GuardIntact(), "a read wrote behind the buffer");
     const bool readable = operation == "section"
                               ? section && Storable(section) && size >= 2
-                              : Storable(section) && Storable(key) && Storable(Of(input, "default")) && size >= 1;
+                              : Storable(section) && Storable(key) && Storable(defaultText) && size >= 1;
     problems.Expect(readable || (read == 0 && buffer.Untouched()), "a read that can't be served changed the buffer");
     if (readable && operation != "section")
         problems.Expect(read < size && buffer.Data()[read] == '\0', "the text read isn't ended inside the buffer");
