@@ -13,7 +13,6 @@
 #include <map>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -47,13 +46,15 @@ std::string Encode(const Text& text)
         size_t run = 1;
         while (index + run < text->size() && (*text)[index + run] == (*text)[index])
             ++run;
-        char piece[8];
-        if (c == '\\')
+        if (c == '\\') {
             encoded += "\\\\";
-        else if (c < 0x20 || c >= 0x7F || (c == '<' && index == 0))
-            std::snprintf(piece, sizeof piece, "\\x%02X", c), encoded += piece;
-        else
+        } else if (c < 0x20 || c >= 0x7F || (c == '<' && index == 0)) {  // "<null>" stays the null pointer
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+            encoded += escaped;
+        } else {
             encoded += static_cast<char>(c);
+        }
         if (run >= 8)
             encoded += "\\[" + std::to_string(run) + "]";
         else
@@ -170,7 +171,7 @@ const char* Pointer(const Text& text)
 // Runs check on the stored cases of target, then on generated inputs until the time or
 // input budget is spent; at most a few failures are reported, each with its input.
 void RunInputs(const std::string& target, const std::function<Input(std::mt19937&)>& generate,
-         const std::function<std::string(const Input&)>& check)
+               const std::function<std::string(const Input&)>& check)
 {
     ::SetUnhandledExceptionFilter(&PrintInputOfCrash);
     int failures = 0;
