@@ -126,7 +126,7 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
 constexpr size_t kLengths[] = {0, 258, 259, 260, 4096};
 constexpr int kSkipped = -9;
 
-// A real path of length characters: directory, then fill ("" for 0, which names nothing).
+// A real path of length characters: directory, then fill; for 0 the empty name.
 std::string PathOfLength(const std::string& directory, size_t length, char fill)
 {
     return length ? directory + std::string(length - directory.size(), fill) : "";
