@@ -205,6 +205,6 @@ int CKovra::BuildFileName(const char* type, char* name, char* realFileName, int 
 {
     if (!m_pState || !name || !realFileName)
         return 0;
-    // The caller's buffer is only known to hold its own text: date fields may not lengthen it.
-    return ResolveName(type, name, std::strlen(name) + 1, realFileName, flags) == 1 ? 1 : 0;
+    // Name buffers hold 260 characters: the date fields may lengthen the caller's text up to that.
+    return ResolveName(type, name, kPathBufferSize, realFileName, flags) == 1 ? 1 : 0;
 }
