@@ -56,11 +56,6 @@ void SubstituteDateFields(char* text)
     }
 }
 
-bool IsLiteralName(const char* name, int flags)
-{
-    return (flags & 1) || std::strchr(name, ':') || std::strncmp(name, "\\\\", 2) == 0;
-}
-
 // The directory rule of each location, joined with the name.
 void BuildByLocation(PathBuilder& path, int location, const ThreadInfo& context, const char* name)
 {
@@ -173,7 +168,7 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
     PathBuilder path;
     if (std::strlen(resolvedName) > kMaxPathChars)
         return kErrorNameTooLong;
-    if (IsLiteralName(resolvedName, flags))
+    if ((flags & 1) || IsRealPathName(resolvedName))
         path.Add(resolvedName);
     else
         BuildByLocation(path, record.location, context, resolvedName);
