@@ -1,5 +1,5 @@
-// The command-line tool kovra.exe against a prepared installation: the output and exit
-// code of every command, each run a process of its own.
+// The command-line tool kovra.exe, with a prepared installation and without one: the output
+// and exit code of every command, each run a process of its own.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -136,6 +136,10 @@ TEST(Cli, WithoutAnInstallationTheToolHelpsChecksAndSaysWhereItLooked)
         const size_t compared = std::min(test.leading.size(), run.lines.size());
         EXPECT_EQ(test.leading, Lines(run.lines.begin(), run.lines.begin() + compared)) << test.arguments;
     }
+    // A file named without its directory is checked where it lies, its keys included.
+    WriteFileBytes(site.Root() + "WRONG.INI", "[ARC]\r\nLocation=ARCHIVE\r\n");
+    EXPECT_EQ((Lines{"WRONG.INI:2: unknown location word 'ARCHIVE' for [ARC]", "WRONG.INI: 1 problem"}),
+              RunProgram("kovra.exe", none, "check-config WRONG.INI", site.Root()).lines);
     // A wrong configuration stops the library at its own box; the tool then says that it didn't load.
     site.WriteConfig({"[ARC]", "Location=ARCHIVE"});
     const ProgramRun refused = site.Run("types");

@@ -27,6 +27,11 @@ std::string VariableState(const char* name, const std::string& inEffect)
 
 void ExplainMissingConfiguration(const char* failure)
 {
+    const std::string home = VariableState("KARVELO-CKOVRAHOME", "");
+    const std::string workstation =
+        VariableState("TARNEL31_WKSTA", std::string("the workstation directory is ") + TarnelWkstaDir(0));
+    const std::string temporary =
+        VariableState("TARNEL31_WKSTATMP", std::string("its temporary directory is ") + TarnelWkstaTmpDir(0));
     Complain(std::string("no configuration: ") + failure);
     std::fprintf(stderr,
                  "  The library reads CKOVRA.INI from the directory that KARVELO-CKOVRAHOME names, or\n"
@@ -35,10 +40,7 @@ void ExplainMissingConfiguration(const char* failure)
                  "    KARVELO-CKOVRAHOME  %s\n"
                  "    TARNEL31_WKSTA      %s\n"
                  "    TARNEL31_WKSTATMP   %s\n",
-                 VariableState("KARVELO-CKOVRAHOME", "").c_str(),
-                 VariableState("TARNEL31_WKSTA", std::string("the workstation directory is ") + TarnelWkstaDir(0)).c_str(),
-                 VariableState("TARNEL31_WKSTATMP", std::string("its temporary directory is ") + TarnelWkstaTmpDir(0))
-                     .c_str());
+                 home.c_str(), workstation.c_str(), temporary.c_str());
     std::fflush(stderr);
 }
 
@@ -66,7 +68,7 @@ bool LoadKovraLibrary()
         ExplainMissingConfiguration(message);
         return false;
     }
-    configuration.Close();
+    configuration.Abort();
     if (!::LoadLibraryA("kovra.dll")) {  // the calls into it find it loaded
         const DWORD error = ::GetLastError();
         Complain("kovra.dll didn't load: " + SystemMessage(error));
