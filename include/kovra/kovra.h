@@ -142,8 +142,9 @@ public:
     KOVRA_API static int IsValidClient(const char* client, int = 0);
 
 protected:
-    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name.
-    // flags 1: name is a real path. Returns 1 for a known type, 0 otherwise.
+    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name,
+    // which may grow up to its buffer of 260 bytes. flags 1: name is a real path. Returns 1
+    // for a known type, 0 otherwise.
     KOVRA_API int BuildFileName(const char* type, char* name, char* realFileName, int flags);
 
 private:

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "frame/Diagnostics.h"
+#include "frame/InstallationPaths.h"
 #include "platform/Text.h"
 #include "tarnel31.h"
 
@@ -29,16 +30,6 @@ void ApplyDirectoryOption()
     std::memcpy(directory, value, length);
     directory[length] = '\0';
     ::SetCurrentDirectoryA(directory);  // a directory that doesn't exist leaves the current one
-}
-
-// Cuts the path right behind the leading backslash of its last "\DAT\".
-void CutBehindLastDataDirectory(char* path)
-{
-    char* last = nullptr;
-    for (char* hit = std::strstr(path, "\\DAT\\"); hit; hit = std::strstr(hit + 1, "\\DAT\\"))
-        last = hit;
-    if (last)
-        last[1] = '\0';
 }
 
 } // namespace

@@ -43,9 +43,12 @@ int CKovra::SaveFile(const char* type, const char* directory, const char* extens
     if (!ResolveTarget(type, nameText, name, basePath, nameFlags))
         return 0;  // no backup path: the file stays where it is
 
+    // Close drops the type, and the extension may be a text of this object's own.
+    char extensionText[kPathBufferSize];
+    const bool extensionFits = CopyText(extensionText, extension ? extension : "SAV");
     Close(1);
     char backup[kPathBufferSize];
-    if (!FindFreeBackupPath(basePath, extension ? extension : "SAV", backup))
+    if (!extensionFits || !FindFreeBackupPath(basePath, extensionText, backup))
         return 0;
     MkDirTreeOfParent(backup);
 

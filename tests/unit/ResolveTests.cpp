@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,30 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
     EXPECT_EQ(kBase + "LOG\\" + date + ".LOG", file.GetRealFileName());
     file.Open("T_BASE", "%y%M%T_%d%X", KOVRA_RESOLVE_ONLY);  // %T is the day when there is no %D
     EXPECT_EQ(date.substr(2) + "_%d%X", std::string(file.GetFileName()));
+}
+
+// BuildFileName, open to derived classes, rewrites the caller's name buffer of 260 bytes.
+struct NameBuilder : CKovra {
+    using CKovra::BuildFileName;
+};
+
+TEST(Resolve, BuildFileNameHandsBackTheLengthenedName)
+{
+    const std::string date = CurrentUtcDate("%Y%m%d");
+    NameBuilder builder;
+    char name[260] = "LOG%Y%M%D.TXT";
+    char real[260] = "";
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 0));
+    EXPECT_EQ("LOG" + date + ".TXT", std::string(name));
+    EXPECT_EQ(kBase + "LOG" + date + ".TXT", std::string(real));
+    const std::string fits = std::string(255, 'N') + "%Y";  // 259 characters with the year
+    std::strcpy(name, fits.c_str());
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 1));
+    EXPECT_EQ(std::string(255, 'N') + date.substr(0, 4), std::string(name));
+    EXPECT_EQ(std::string(name), std::string(real));
+    std::strcpy(name, ("N" + fits).c_str());  // one more doesn't fit: the name stays as it is
+    EXPECT_EQ(0, builder.BuildFileName("T_BASE", name, real, 1));
+    EXPECT_EQ("N" + fits, std::string(name));
 }
 
 TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
