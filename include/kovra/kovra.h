@@ -6,28 +6,26 @@
 // it. Members return plain values (1/0, counts, pointers into the object) and never
 // throw; GetLastError reports the last recorded failure. The trailing int of every
 // member is its flags word: 0 unless a member documents a bit.
+//
+// Compiled by mingw-w64 GCC (or Clang for a *-w64-mingw32 target), the classes are the
+// ones that kovra.dll exports. Compiled by Microsoft's compiler or clang-cl, whose C++ ABI
+// differs, kovra.h gives the same classes as inline wrappers over the C interface
+// (msvc.h, capi.h).
 #pragma once
+
+#if defined(_MSC_VER)
+#include "msvc.h"
+#else
 
 #include "atltime.h"
 #include "export.h"
+#include "options.h"
 #include "records.h"
 
 struct KovraFileState_S;
 struct KovraFindState_S;
 struct ThreadInfo;
 class CFileException;
-
-// Open options (combinable).
-enum KovraOpenOption : unsigned long {
-    KOVRA_RESOLVE_ONLY = 0,  // resolve the name, open nothing
-    KOVRA_READ = 1,
-    KOVRA_READWRITE = 2,     // create when missing, keep contents unless KOVRA_TRUNCATE
-    KOVRA_APPEND = 4,        // read/write, create when missing, every Write goes to the end
-    KOVRA_TRUNCATE = 8,      // with KOVRA_READWRITE: empty an existing file
-    KOVRA_DENY_WRITE = 16,
-    KOVRA_EXCLUSIVE = 32,
-    KOVRA_TEXT = 64          // CR LF in the file, LF in memory
-};
 
 class CKovra {
 public:
@@ -75,7 +73,8 @@ public:
     KOVRA_API int SetLength(unsigned long length, int = 0);
     KOVRA_API int Lock(long position, int count, int = 0);
     KOVRA_API int UnLock(long position, int count, int = 0);
-    // selector 1: creation time; any other value: time of the last write.
+    // selector 1: creation time; any other value: time of the last write. Times are set from
+    // 1970-01-01 00:00:01 to 30828-09-14 02:48:05 UTC; others are refused (GetLastError: -3).
     KOVRA_API int GetModificationTime(ATL::CTime* time, int selector);
     KOVRA_API int SetModificationTime(const ATL::CTime* time, int selector);
     KOVRA_API CKovra* operator=(long offset);
@@ -83,6 +82,9 @@ public:
     KOVRA_API CKovra* operator-=(long offset);
 
     // --- profile access on the resolved file -------------------------------------------
+    // Sections, keys, values and defaults of up to 32766 characters; numbers need a section
+    // and a key. Doubles read back as written: six decimals, or from about 1e120 on the
+    // shortest exponent form.
     KOVRA_API int WriteProfile(const char* section, const char* key, const char* value, int = 0);
     KOVRA_API int WriteProfile(const char* section, const char* key, long value, int = 0);
     KOVRA_API int WriteProfile(const char* section, const char* key, int value, int = 0);
@@ -116,6 +118,7 @@ public:
     KOVRA_API char* GetShortPathNameA(int = 0);
     KOVRA_API char* GetLongPathNameA(int = 0);
     KOVRA_API int CopyFileA(const char* type, const char* name, int failIfExists, int flags = 0);
+    // Refuses a target that is this object's own file, whatever its name (GetLastError: -4).
     KOVRA_API int AppendFile(const char* type, const char* name, int = 0);
     KOVRA_API unsigned long GetDiskFreeSpaceA(int = 0);
     KOVRA_API int IsNetDrive(int = 0);
@@ -139,8 +142,9 @@ public:
     KOVRA_API static int IsValidClient(const char* client, int = 0);
 
 protected:
-    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name.
-    // flags 1: name is a real path. Returns 1 for a known type, 0 otherwise.
+    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name,
+    // which may grow up to its buffer of 260 bytes. flags 1: name is a real path. Returns 1
+    // for a known type, 0 otherwise.
     KOVRA_API int BuildFileName(const char* type, char* name, char* realFileName, int flags);
 
 private:
@@ -194,3 +198,5 @@ public:
 private:
     KovraFindState_S* m_pState;
 };
+
+#endif // !defined(_MSC_VER)

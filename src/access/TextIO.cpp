@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "access/TextIO.h"
 #include "file/KovraFileState.h"
 #include "kovra/kovra.h"
 
@@ -113,12 +114,10 @@ unsigned int CKovra::WriteString(char* text, int flags)
     return WriteString(static_cast<const char*>(text), flags);
 }
 
-unsigned int CKovra::Printf(int, const char* format, ...)
+unsigned int WriteFormatted(CKovra& file, const char* format, va_list arguments)
 {
     if (!format)
         return 0;
-    va_list arguments;
-    va_start(arguments, format);
     // Formatted once into a short buffer; a text too long for it is formatted again into
     // a buffer of its length.
     WorkBuffer shortText(kShortText);
@@ -126,16 +125,22 @@ unsigned int CKovra::Printf(int, const char* format, ...)
     va_copy(measuring, arguments);
     const int length = std::vsnprintf(shortText.Get(), kShortText, format, measuring);
     va_end(measuring);
-    unsigned int written = 0;
-    if (length >= 0 && static_cast<size_t>(length) < kShortText) {
-        written = WriteString(static_cast<const char*>(shortText.Get()), 1);
-    } else if (length >= 0) {
-        WorkBuffer text(static_cast<size_t>(length) + 1);
-        if (text.Get()) {
-            std::vsnprintf(text.Get(), static_cast<size_t>(length) + 1, format, arguments);
-            written = WriteString(static_cast<const char*>(text.Get()), 1);
-        }
-    }
+    if (length < 0)
+        return 0;
+    if (static_cast<size_t>(length) < kShortText)
+        return file.WriteString(static_cast<const char*>(shortText.Get()), 1);
+    WorkBuffer text(static_cast<size_t>(length) + 1);
+    if (!text.Get())
+        return 0;
+    std::vsnprintf(text.Get(), static_cast<size_t>(length) + 1, format, arguments);
+    return file.WriteString(static_cast<const char*>(text.Get()), 1);
+}
+
+unsigned int CKovra::Printf(int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const unsigned int written = WriteFormatted(*this, format, arguments);
     va_end(arguments);
     return written;
 }

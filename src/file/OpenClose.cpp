@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "context/ThreadInfo.h"
 #include "file/KovraFileState.h"
@@ -70,18 +71,22 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
         const UINT platformFlags = PlatformOpenFlags(options);
         state.m_ulOptions = static_cast<uint32_t>(options);
 
-        // The stored copy of the type serves again when it holds the same text.
+        // The stored copy of the type serves again when it holds the same text. The copy that
+        // a new type replaces lives until Open returns: the caller's type and name may point
+        // into it.
         const char* wanted = type ? type : "DFT";
+        std::unique_ptr<char, decltype(&std::free)> replacedType(nullptr, &std::free);
         if (!(state.m_pszType && (type == state.m_pszType || std::strcmp(state.m_pszType, wanted) == 0))) {
-            std::free(state.m_pszType);
-            state.m_pszType = _strdup(wanted);
-            if (!state.m_pszType)
+            char* copy = _strdup(wanted);
+            if (!copy)
                 throw std::bad_alloc();
+            replacedType.reset(state.m_pszType);
+            state.m_pszType = copy;
         }
 
         if (parameters) {
             size_t taken = parameters->size < sizeof state.m_openPar ? parameters->size : sizeof state.m_openPar;
-            std::memcpy(&state.m_openPar, parameters, taken);
+            std::memmove(&state.m_openPar, parameters, taken);
         } else {
             std::memset(&state.m_openPar, 0, sizeof state.m_openPar);
         }
@@ -100,6 +105,8 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
             if (!result) {
                 state.m_nError = resolution;
                 resolved = false;  // no open on a stale or missing path
+                if (resolution == kErrorNameTooLong)
+                    state.m_szRealFileName[0] = '\0';  // names no file, not the one of an earlier Open
             }
         } else if (!state.m_bTemporary) {
             CreateTemporaryFile();
@@ -217,7 +224,7 @@ int CKovra::Close(int flags)
     ::LeaveCriticalSection(&state.m_lock);
 
     if (state.m_bTemporary && !(flags & 1)) {
-        if (Access(0))
+        if (MayExist(state.m_szRealFileName))
             Attempt("Close", [&] { CFile::Remove(state.m_szRealFileName); });
         state.m_bTemporary = 0;
         result = 1;

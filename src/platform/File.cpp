@@ -308,13 +308,14 @@ ULONGLONG CFile::GetLength() const
 void CFile::SetLength(ULONGLONG length)
 {
     ThrowIfNotOpen();
-    // The end of the file is set at the file pointer, so move it there and back.
+    // The end of the file is set at the file pointer, so move it there and back. A pointer
+    // that can't be moved back is a failure too: the next write would land elsewhere.
     LARGE_INTEGER zero = {};
     LARGE_INTEGER saved;
     if (!::SetFilePointerEx(m_hFile, zero, &saved, FILE_CURRENT) ||
-        !::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile))
+        !::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile) ||
+        !::SetFilePointerEx(m_hFile, saved, nullptr, FILE_BEGIN))
         CFileException::ThrowLastError(m_szFileName);
-    ::SetFilePointerEx(m_hFile, saved, nullptr, FILE_BEGIN);
 }
 
 void CFile::LockRange(ULONGLONG position, ULONGLONG count)
@@ -357,6 +358,21 @@ void CFile::Abort() noexcept
         ::CloseHandle(m_hFile);
     m_hFile = hFileNull;
     m_szFileName[0] = '\0';
+}
+
+bool CFile::IsSameFile(const CFile& other) const noexcept
+{
+    BY_HANDLE_FILE_INFORMATION mine;
+    BY_HANDLE_FILE_INFORMATION theirs;
+    if (::GetFileInformationByHandle(m_hFile, &mine) && ::GetFileInformationByHandle(other.m_hFile, &theirs))
+        return mine.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
+               mine.nFileIndexHigh == theirs.nFileIndexHigh && mine.nFileIndexLow == theirs.nFileIndexLow;
+    char myPath[kPathBufferSize];
+    char theirPath[kPathBufferSize];
+    DWORD myLength = ::GetFullPathNameA(m_szFileName, sizeof myPath, myPath, nullptr);
+    DWORD theirLength = ::GetFullPathNameA(other.m_szFileName, sizeof theirPath, theirPath, nullptr);
+    return myLength > 0 && myLength < sizeof myPath && theirLength > 0 && theirLength < sizeof theirPath &&
+           ::lstrcmpiA(myPath, theirPath) == 0;
 }
 
 bool CFile::GetStatus(const char* path, CFileStatus& status) noexcept

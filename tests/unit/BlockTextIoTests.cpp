@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -66,10 +67,22 @@ TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
     EXPECT_EQ(3u, file.WriteString("abc", 1));  // flags 1: none
     EXPECT_EQ(4u, file.WriteString("a\nb"));    // a text with a line feed gets none
     EXPECT_EQ(3u, file.Write("\nz\n", 3));      // Write answers with the count it was given
+    EXPECT_EQ(2u, file.Write("hello\n", 2));    // ... but the text runs to its NUL
+    EXPECT_EQ(4u, file.Write("a\0b\n", 4));
     EXPECT_EQ(2u, file.Write("\n\n", 2, 1));    // flags 1: raw
     const std::string longText(5000, 'y');      // beyond any fixed buffer; no line end added
+    EXPECT_EQ(1u, file.Write((longText + "\n").c_str(), 1));
     EXPECT_EQ(5007u, file.Printf(0, "%d\n%s%d\n", 5, longText.c_str(), 42));
-    const std::string text = "abc\r\nabca\r\nb\r\nz\r\n\n\n5\r\n" + longText + "42\r\n";
+    // A block without a NUL ends where the readable memory ends: here with its page.
+    SYSTEM_INFO system;
+    ::GetSystemInfo(&system);
+    char* page = static_cast<char*>(::VirtualAlloc(nullptr, system.dwPageSize, MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_NE(nullptr, page);
+    std::memset(page, 'q', system.dwPageSize);
+    EXPECT_EQ(1u, file.Write(page + system.dwPageSize - 3, 1));
+    ::VirtualFree(page, 0, MEM_RELEASE);
+    const std::string text = "abc\r\nabca\r\nb\r\nz\r\nhello\r\na\n\n" + longText + "\r\n5\r\n" + longText +
+                             "42\r\nqqq";
     // Without the text option nothing is translated; in append mode every write goes to the end.
     ASSERT_EQ(1, file.Open("T_BASE", "BT_WRITE\\F.TXT", KOVRA_APPEND));
     file.Seek(1, 0);
@@ -117,6 +130,12 @@ TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
     EXPECT_EQ(1, file.SetLength(12));
     EXPECT_EQ(12ul, file.GetLength());
     EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
+    // Positions cross as 32 bits on both targets: past 2 GiB they read back whole as unsigned
+    // values and wrap to negative ones as Seek's long.
+    EXPECT_EQ(1, file.SetLength(0xC0000000ul));
+    EXPECT_EQ(0xC0000000ul, file.GetLength());
+    EXPECT_EQ(-1073741825L, file.Seek(-1, 2));
+    EXPECT_EQ(0xBFFFFFFFul, file.GetPosition());
     EXPECT_EQ(1, file.SetLength(5));
     file.Close();  // the length of the file under the name
     EXPECT_EQ(5ul, file.GetLength());
@@ -152,17 +171,18 @@ TEST(PositionLockTime, TimeStampsBySelector)
     ScratchDirectory directory(kBase + "PL_TIME");
     WriteFileBytes(directory / "F.TXT", "abc");
     CKovra file("T_BASE", "PL_TIME\\F.TXT", KOVRA_READWRITE);  // open or not, reached by the name
-    const ATL::CTime written(1100000000);
+    // Seconds past 2038 need all 64 bits of the time stamp, on the 32-bit build too.
+    const ATL::CTime written(4102444800);  // 2100-01-01 00:00 UTC
     const ATL::CTime created(1000000000);
     EXPECT_EQ(1, file.SetModificationTime(&written, 0));
     EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
     file.Close();
     struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
     ASSERT_EQ(0, _stat64((directory / "F.TXT").c_str(), &status));
-    EXPECT_EQ(1100000000, status.st_mtime);
+    EXPECT_EQ(4102444800, status.st_mtime);
     ATL::CTime time;
     EXPECT_EQ(1, file.GetModificationTime(&time, 0));
-    EXPECT_EQ(1100000000, time.GetTime());
+    EXPECT_EQ(4102444800, time.GetTime());
     EXPECT_EQ(1, file.GetModificationTime(&time, 1));
     EXPECT_EQ(status.st_ctime, time.GetTime());
 }
