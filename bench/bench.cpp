@@ -34,6 +34,7 @@ constexpr int kWrites = 16;
 constexpr int kPrintfs = 32;
 constexpr int kProfileReads = 1;
 constexpr int kRemovals = 1;
+constexpr int kBackups = 1;
 constexpr int kLogLines = 1;
 constexpr int kWalkedEntries = 2000;  // at least one walk per round
 
@@ -286,8 +287,8 @@ void BackupSaving()
         ::MoveFileA(source.c_str(), backup.c_str());
     };
     bench::PrintRoad({"SaveFile as the 99th backup of a day", "_access of backups 01 to 99, _stat, MoveFileA", "", 0},
-                     bench::Compare(bench::Batch(1, [&] { file.SaveFile(); }, prepare),
-                                    bench::Batch(1, platform, prepare)));
+                     bench::Compare(bench::Batch(kBackups, [&] { file.SaveFile(); }, prepare),
+                                    bench::Batch(kBackups, platform, prepare)));
     if (file.GetRealFileName() != last)
         std::printf("    (SaveFile made %s)\n", file.GetRealFileName());
 }

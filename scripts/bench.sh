@@ -18,13 +18,15 @@ bench_target() {
   mkdir -p "$install/APP/DAT/WS1/TMP" "$install/LOAD"
   printf '[DefaultSettings]\r\nOption=32\r\n[BENCH]\r\nLocation=BASE\r\n' >"$install/APP/DAT/CKOVRA.INI"
   export TARNEL31_WKSTA='B:\APP\DAT\WS1\' TARNEL31_WKSTATMP='B:\APP\DAT\WS1\TMP\'
-  "$WINE" "$build/bin/kovra_bench.exe"
+  "$WINE" "$build/bin/kovra_bench.exe" || status=1
   # Run after the roads have ended: every process it starts must be the library's first.
-  "$WINE" "$build/bin/kovra_bench_load.exe" 'B:\LOAD'
+  "$WINE" "$build/bin/kovra_bench_load.exe" 'B:\LOAD' || status=1
   kovra_wine_down
 }
 
 trap kovra_wine_down EXIT
+status=0
 for target in i686 x86_64; do
   bench_target "$target"
 done
+exit $status
