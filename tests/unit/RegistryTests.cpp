@@ -83,7 +83,10 @@ TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
     EXPECT_EQ(Session(101), CallerSession().session);
     CKovra::StartThread(Session(102), self);  // bound to two sessions: the newest binding wins
     EXPECT_EQ(Session(102), CallerSession().session);
-    CKovra::RemoveThread(Session(102), self);
+    CKovra::StartThread(Session(105), self);
+    CKovra::RemoveThread(Session(102), self);  // a binding between two others goes
+    EXPECT_EQ(Session(105), CallerSession().session);
+    CKovra::RemoveThread(Session(105), self);
     EXPECT_EQ(Session(101), CallerSession().session);
     CKovra::RemoveSession(Session(101));  // a stale binding finds no record: the process session answers
     EXPECT_EQ(ProcessSession(), CallerSession().session);
