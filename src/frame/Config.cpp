@@ -1,15 +1,17 @@
 // CKOVRA.INI: the general settings of [DefaultSettings] and one section per file type.
-// The file is read through a CKovra object: sections are found line by line, keys
-// through the platform's private-profile service.
+// The file is read through a CKovra object: the general settings through the platform's
+// private-profile service, the type sections from the file's text in one pass.
 #include "frame/Config.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "file/PathParts.h"
 #include "frame/CallFrame.h"
+#include "frame/ConfigReader.h"
 #include "frame/Diagnostics.h"
 #include "frame/FileTypes.h"
 #include "frame/KovraApp.h"
@@ -20,8 +22,7 @@ namespace {
 
 constexpr char kSettingsSection[] = "DefaultSettings";
 constexpr int kValueSize = 1024;
-constexpr int kWordSize = 65;
-constexpr int kLineChars = 1024;
+constexpr unsigned int kReadBlockBytes = 64 * 1024;
 constexpr DWORD kLaterProcessPause = 1000;
 constexpr int kLaterProcessAttempts = 3;
 
@@ -73,106 +74,43 @@ void ReadGeneralSettings(CKovra& config)
 
 // ---- type sections ------------------------------------------------------------------------
 
-// Calls onLine(line, lineNumber) for every line, its line end included, until it returns
-// false. A line longer than 1024 characters comes in pieces that count as lines.
-template <typename OnLine>
-void ForEachLine(CKovra& config, OnLine onLine)
+// The whole file through the open object: the sections are found in its lines and the
+// type keys read from its text in one pass, rather than one look into the file per key.
+std::string ReadWholeFile(CKovra& config)
 {
-    char line[kLineChars + 1];
-    for (int lineNumber = 1;; ++lineNumber) {
-        unsigned int length = 0;
-        int more = config.ReadString(line, kLineChars, &length, 0);
-        if (length > 0 && !onLine(line, lineNumber))
-            return;
-        if (!more)
-            return;
-    }
+    std::string bytes;
+    char block[kReadBlockBytes];
+    while (unsigned int read = config.Read(block, sizeof block, 0))
+        bytes.append(block, read);
+    return bytes;
 }
 
-std::string WithoutLineEnd(const char* line)
-{
-    return std::string(line, std::strcspn(line, "\r\n"));
-}
-
-// The type named by a section header: the text between '[' and the last ']'.
-// False for other lines and for [DefaultSettings], whatever its case.
-bool ParseSectionHeader(const char* line, std::string& name)
-{
-    if (::lstrcmpiA(WithoutLineEnd(line).c_str(), "[DefaultSettings]") == 0)
-        return false;
-    const char* close = std::strrchr(line, ']');
-    if (line[0] != '[' || !close)
-        return false;
-    name.assign(line + 1, close);
-    return true;
-}
-
-bool SameSectionName(const std::string& a, const std::string& b)
-{
-    return ::lstrcmpiA(a.c_str(), b.c_str()) == 0;  // as the profile service compares them
-}
-
-struct TypeSection {
-    std::string name;
-    char location[kWordSize] = "";
-    char encryption[kWordSize] = "";
-    char base[kWordSize] = "";
-    std::vector<std::string> bases;  // every base the chain asked, in order
-    bool loops = false;
-};
-
-// Reads the type's words and fills the missing ones from its BaseType chain. A base
-// section without the key gives "DEFAULT"; a key present but empty asks the next base.
-void ReadTypeWords(CKovra& config, TypeSection& type)
-{
-    const char* name = type.name.c_str();
-    config.GetProfile(name, "Location", "", type.location, kWordSize, 0);
-    config.GetProfile(name, "Encryption", "", type.encryption, kWordSize, 0);
-    config.GetProfile(name, "BaseType", "", type.base, kWordSize, 0);
-    std::vector<std::string> visited{type.name};
-    while (type.base[0]) {
-        for (const std::string& seen : visited) {
-            if (SameSectionName(seen, type.base)) {
-                type.loops = true;  // the chain would never end
-                return;
-            }
-        }
-        visited.emplace_back(type.base);
-        type.bases.emplace_back(type.base);
-        char base[kWordSize];
-        CopyText(base, type.base);
-        if (!type.location[0])
-            config.GetProfile(base, "Location", "DEFAULT", type.location, kWordSize, 0);
-        if (!type.encryption[0])
-            config.GetProfile(base, "Encryption", "DEFAULT", type.encryption, kWordSize, 0);
-        config.GetProfile(base, "BaseType", "", type.base, kWordSize, 0);
-    }
-}
-
-void ShowWrongConfiguration(const TypeSection& type)
+void ShowWrongConfiguration(const std::string& name, const TypeWords& words)
 {
     char text[512];
-    FormatText(text, sizeof text, "CKOVRA.INI wrong, (%s,%s,%s,%s)", type.name.c_str(), type.location,
-               type.encryption, type.base);
+    FormatText(text, sizeof text, "CKOVRA.INI wrong, (%s,%s,%s,%s)", name.c_str(), words.location.c_str(),
+               words.encryption.c_str(), words.base.c_str());
     ShowMessageBox(text, MB_OK | MB_ICONSTOP);  // shown whatever the option bits say
 }
 
-int ReadTypeSections(CKovra& config)
+int ReadTypeSections(const std::string& bytes)
 {
+    const ProfileSections sections(bytes);
+    TypeChains chains(sections);
     int result = 1;
-    ForEachLine(config, [&](const char* line, int) {
-        TypeSection type;
-        if (!ParseSectionHeader(line, type.name))
+    ForEachConfigLine(bytes, [&](const std::string& line, int) {
+        std::string name;
+        if (!ParseSectionHeader(line, name))
             return true;
-        ReadTypeWords(config, type);
-        int location = LookupLocationWord(type.location);
-        int encryption = LookupEncryptionWord(type.encryption);
-        if (type.loops || location < 0 || encryption < 0) {
-            ShowWrongConfiguration(type);
+        const TypeWords words = chains.Resolve(name);
+        const int location = LookupLocationWord(words.location.c_str());
+        const int encryption = LookupEncryptionWord(words.encryption.c_str());
+        if (words.loops || location < 0 || encryption < 0) {
+            ShowWrongConfiguration(name, words);
             result = 0;
             return false;
         }
-        CKovra::AddFileType(type.name.c_str(), location, encryption, 0);  // a name too long stays unknown
+        CKovra::AddFileType(name.c_str(), location, encryption, 0);  // a name too long stays unknown
         return true;
     });
     return result;
@@ -190,9 +128,9 @@ int ReadConfigurationFirstProcess(const char* fileName)
         if (!config.IsOpen())
             return 1;  // the defaults and the built-in types
         ReadGeneralSettings(config);
-        int result = ReadTypeSections(config);
+        const std::string bytes = ReadWholeFile(config);
         config.Close(0);
-        return result;
+        return ReadTypeSections(bytes);
     });
 }
 
@@ -226,11 +164,19 @@ class ConfigChecker {
 public:
     ConfigChecker(KovraConfigProblemFn report, void* context) : m_report(report), m_context(context) {}
 
-    int Check(CKovra& config)
+    int Check(const std::string& bytes)
     {
-        ScanLines(config);
-        for (size_t index = 0; index < m_sections.size(); ++index)
-            CheckType(config, index);
+        const ProfileSections sections(bytes);
+        TypeChains chains(sections);
+        ScanLines(bytes);
+        std::map<int, size_t> firstOfSection;  // profile section -> first header reading it
+        for (size_t index = 0; index < m_sections.size(); ++index) {
+            const int section = sections.Find(ProfileSections::FoldedName(m_sections[index].name));
+            auto first = firstOfSection.emplace(section, index).first;
+            if (section >= 0 && first->second != index)
+                ReportRepeat(m_sections[index], m_sections[first->second]);
+            CheckType(m_sections[index], chains.Resolve(m_sections[index].name));
+        }
         return m_problems;
     }
 
@@ -242,20 +188,12 @@ private:
             m_report(m_context, line, text.c_str());
     }
 
-    const SectionLines* FindSection(const std::string& name, size_t before) const
-    {
-        for (size_t index = 0; index < before && index < m_sections.size(); ++index)
-            if (SameSectionName(m_sections[index].name, name))
-                return &m_sections[index];
-        return nullptr;
-    }
-
-    void ScanLines(CKovra& config)
+    void ScanLines(const std::string& bytes)
     {
         SectionLines* current = nullptr;
         bool inSettings = false;
-        ForEachLine(config, [&](const char* rawLine, int lineNumber) {
-            std::string line = WithoutLineEnd(rawLine);
+        ForEachConfigLine(bytes, [&](const std::string& rawLine, int lineNumber) {
+            std::string line = rawLine.substr(0, std::strcspn(rawLine.c_str(), "\r\n"));
             std::string name;
             if (ParseSectionHeader(rawLine, name)) {
                 m_sections.push_back(SectionLines{name, lineNumber});
@@ -321,32 +259,28 @@ private:
         Report(lineNumber, "unknown key '" + key + "' in [DefaultSettings]");
     }
 
-    void CheckType(CKovra& config, size_t index)
+    void ReportRepeat(const SectionLines& section, const SectionLines& first)
     {
-        const SectionLines& section = m_sections[index];
+        Report(section.header, "section [" + section.name + "] repeats [" + first.name + "] of line " +
+                                   std::to_string(first.header) + ": both read the same keys");
+    }
+
+    void CheckType(const SectionLines& section, const TypeWords& type)
+    {
         const std::string& name = section.name;
-        if (const SectionLines* first = FindSection(name, index)) {
-            Report(section.header, "section [" + name + "] repeats [" + first->name + "] of line " +
-                                       std::to_string(first->header) + ": both read the same keys");
-        }
         if (name.size() > kMaxTypeNameChars)
             Report(section.header, "type name '" + name + "' is longer than 35 characters: the type stays unknown");
-
-        TypeSection type;
-        type.name = name;
-        ReadTypeWords(config, type);
         int baseLine = section.baseType ? section.baseType : section.header;
-        for (const std::string& base : type.bases)
-            if (!FindSection(base, m_sections.size()))
-                Report(baseLine, "BaseType '" + base + "' of [" + name + "] names no section");
+        if (!type.missingBase.empty())
+            Report(baseLine, "BaseType '" + type.missingBase + "' of [" + name + "] names no section");
         if (type.loops)
             Report(baseLine, "BaseType chain of [" + name + "] loops back to [" + type.base + "]");
-        if (LookupLocationWord(type.location) < 0)
+        if (LookupLocationWord(type.location.c_str()) < 0)
             Report(section.location ? section.location : section.header,
-                   "unknown location word '" + std::string(type.location) + "' for [" + name + "]");
-        if (LookupEncryptionWord(type.encryption) < 0)
+                   "unknown location word '" + type.location + "' for [" + name + "]");
+        if (LookupEncryptionWord(type.encryption.c_str()) < 0)
             Report(section.encryption ? section.encryption : section.header,
-                   "unknown encryption word '" + std::string(type.encryption) + "' for [" + name + "]");
+                   "unknown encryption word '" + type.encryption + "' for [" + name + "]");
     }
 
     static std::string Trim(const std::string& text)
@@ -372,8 +306,8 @@ extern "C" int KovraCheckConfig(const char* path, KovraConfigProblemFn report, v
         CKovra config("", path, KOVRA_READ, nullptr, 1);  // the empty type is always known
         if (!config.IsOpen())
             return -1;
-        int problems = ConfigChecker(report, context).Check(config);
+        const std::string bytes = ReadWholeFile(config);
         config.Close(0);
-        return problems;
+        return ConfigChecker(report, context).Check(bytes);
     });
 }
