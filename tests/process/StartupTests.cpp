@@ -219,6 +219,10 @@ TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
         {"profile format", IniText({"[Q]", "  BaseType = \" r \"  ", "[R]", "location = 'BaseData'", "Location=USER",
                                     "[S]", ";Location=USER", "Location", "Location=USER", "[r]", "Location=USER"}),
          WithBuiltIns({"Q 9 1", "R 9 1", "S 1 1", "r 9 1"}), ""},
+        // Words are read into 64 characters: a base named by 70 finds the section of its first 64.
+        {"long base names", IniText({"[T]", "BaseType=" + std::string(70, 'L'), "[" + std::string(64, 'L') + "]",
+                                     "Location=USER", "[" + std::string(70, 'L') + "]", "Location=BASE"}),
+         WithBuiltIns({"T 6 1"}), ""},
         {"two sections naming each other", IniText({"[L1]", "BaseType=L2", "[L2]", "BaseType=L1"}), {},
          "CKOVRA.INI wrong, (L1,DEFAULT,DEFAULT,L1)"},
         {"a chain running into a ring", IniText({"[T]", "BaseType=R1", "[R1]", "Location=BASE", "BaseType=R2", "[R2]",
