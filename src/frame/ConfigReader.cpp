@@ -45,6 +45,18 @@ std::wstring Widened(const char* bytes, size_t size, UINT codePage)
     return text;
 }
 
+std::string Narrowed(const std::wstring& text)
+{
+    if (text.empty())
+        return std::string();
+    const int size = ::WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr,
+                                           nullptr);
+    std::string bytes(static_cast<size_t>(std::max(size, 0)), '\0');
+    if (size > 0)
+        ::WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), &bytes[0], size, nullptr, nullptr);
+    return bytes;
+}
+
 std::wstring Utf16Text(const std::string& bytes, bool bigEndian)
 {
     std::wstring text((bytes.size() - 2) / 2, L'\0');
@@ -82,14 +94,7 @@ std::string AnswerText(const std::wstring& value)
     } else {
         copied = value.substr(0, kConfigWordChars);
     }
-    if (copied.empty())
-        return std::string();
-    const int size = ::WideCharToMultiByte(CP_ACP, 0, copied.data(), static_cast<int>(copied.size()), nullptr, 0,
-                                           nullptr, nullptr);
-    std::string text(static_cast<size_t>(std::max(size, 0)), '\0');
-    if (size > 0)
-        ::WideCharToMultiByte(CP_ACP, 0, copied.data(), static_cast<int>(copied.size()), &text[0], size, nullptr,
-                              nullptr);
+    std::string text = Narrowed(copied);
     text.resize(std::min(text.size(), kConfigWordChars));
     return text;
 }
@@ -222,7 +227,7 @@ int TypeChains::NodeOf(const std::string& spelling)
 }
 
 // A name asked as a base gives a word unless its key is present and empty.
-bool TypeChains::Gives(int node, TypeKey key) const
+bool TypeChains::GivesWord(int node, TypeKey key) const
 {
     const int section = At(node).section;
     if (section < 0)
@@ -256,81 +261,81 @@ void TypeChains::Follow(int start)
     size_t tail = walked.size();
     if (node != kEnd && At(node).visiting) {
         auto ringStart = std::find(walked.begin(), walked.end(), node);
-        SettleCycle(std::vector<int>(ringStart, walked.end()));
+        SettleRing(std::vector<int>(ringStart, walked.end()));
         tail = static_cast<size_t>(ringStart - walked.begin());
     }
     while (tail-- > 0)
         SettleTail(walked[tail]);
 }
 
-// On a ring every name's chain goes once around: a word comes from the first name from
-// there on that gives one, and the chain comes back where the ring's last name points.
-void TypeChains::SettleCycle(const std::vector<int>& cycle)
+// On a ring every name's chain goes once around it: a word comes from the first name
+// from there on that gives one, and the chain comes back where the ring's previous name
+// points. Walking backwards from a name that gives the word settles every name in one
+// round.
+void TypeChains::SettleRing(const std::vector<int>& ring)
 {
-    const size_t length = cycle.size();
+    const size_t length = ring.size();
+    auto previous = [length](size_t index) { return (index + length - 1) % length; };
     for (size_t index = 0; index < length; ++index) {
-        Node& node = At(cycle[index]);
-        node.onCycle = node.loops = node.done = true;
+        Node& node = At(ring[index]);
+        node.onRing = node.loops = node.done = true;
         node.visiting = false;
-        node.loopBase = At(cycle[(index + length - 1) % length]).nextSpelling;
+        node.loopBase = At(ring[previous(index)]).nextSpelling;
     }
-    for (TypeKey key : {TypeKey::Location, TypeKey::Encryption}) {
-        auto giver = std::find_if(cycle.begin(), cycle.end(), [&](int node) { return Gives(node, key); });
-        if (giver == cycle.end())
+    for (TypeKey key : kWordKeys) {
+        auto giver = std::find_if(ring.begin(), ring.end(), [&](int node) { return GivesWord(node, key); });
+        if (giver == ring.end())
             continue;  // no name of the ring gives the word
-        size_t index = static_cast<size_t>(giver - cycle.begin());
         int from = *giver;
-        for (size_t step = 0; step < length; ++step, index = (index + length - 1) % length) {
-            if (Gives(cycle[index], key))
-                from = cycle[index];
-            Node& node = At(cycle[index]);
-            (key == TypeKey::Location ? node.locationFrom : node.encryptionFrom) = from;
+        for (size_t index = static_cast<size_t>(giver - ring.begin()), step = 0; step < length;
+             ++step, index = previous(index)) {
+            if (GivesWord(ring[index], key))
+                from = ring[index];
+            WordFrom(At(ring[index]), key) = from;
         }
     }
 }
 
+// Off a ring a name's chain is the name itself and then its base's chain.
 void TypeChains::SettleTail(int index)
 {
     Node& node = At(index);
     node.visiting = false;
     node.done = true;
-    const bool givesLocation = Gives(index, TypeKey::Location);
-    const bool givesEncryption = Gives(index, TypeKey::Encryption);
-    if (node.next == kEnd) {
-        node.locationFrom = givesLocation ? index : kEnd;
-        node.encryptionFrom = givesEncryption ? index : kEnd;
-        return;
+    Node* next = node.next == kEnd ? nullptr : &At(node.next);
+    for (TypeKey key : kWordKeys)
+        WordFrom(node, key) = GivesWord(index, key) ? index : next ? WordFrom(*next, key) : kEnd;
+    if (next) {
+        node.loops = next->loops;
+        node.loopBase = next->loopBase;
+        node.missingBase = next->section < 0 ? node.nextSpelling : next->missingBase;
     }
-    const Node& next = At(node.next);
-    node.locationFrom = givesLocation ? index : next.locationFrom;
-    node.encryptionFrom = givesEncryption ? index : next.encryptionFrom;
-    node.loops = next.loops;
-    node.loopBase = next.loopBase;
-    node.missingBase = next.section < 0 ? node.nextSpelling : next.missingBase;
 }
 
 TypeWords TypeChains::Resolve(const std::string& typeName)
 {
     const int start = NodeOf(typeName);
     TypeWords words;
+    auto word = [&words](TypeKey key) -> std::string& {
+        return key == TypeKey::Location ? words.location : words.encryption;
+    };
     const int section = At(start).section;
-    if (section >= 0) {
-        words.location = m_sections.Answer(section, TypeKey::Location).value;
-        words.encryption = m_sections.Answer(section, TypeKey::Encryption).value;
-    }
+    for (TypeKey key : kWordKeys)
+        word(key) = section >= 0 ? m_sections.Answer(section, key).value : "";
     if (At(start).nextSpelling.empty())
         return words;
     Follow(start);
-    const Node& type = At(start);
-    const Node& base = At(type.next);
+    Node& type = At(start);
+    Node& base = At(type.next);
     // When the type's own name is on the ring its chain stops on coming back to it, so
-    // the type itself gives no word as a base.
-    if (words.location.empty() && base.locationFrom != kEnd && base.locationFrom != start)
-        words.location = WordOf(base.locationFrom, TypeKey::Location);
-    if (words.encryption.empty() && base.encryptionFrom != kEnd && base.encryptionFrom != start)
-        words.encryption = WordOf(base.encryptionFrom, TypeKey::Encryption);
+    // the type gives itself no word as a base.
+    for (TypeKey key : kWordKeys) {
+        const int from = WordFrom(base, key);
+        if (word(key).empty() && from != kEnd && from != start)
+            word(key) = WordOf(from, key);
+    }
     words.loops = base.loops;
-    words.base = type.onCycle ? type.loopBase : base.loopBase;
+    words.base = type.onRing ? type.loopBase : base.loopBase;
     words.missingBase = base.section < 0 ? type.nextSpelling : base.missingBase;
     return words;
 }

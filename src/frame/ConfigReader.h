@@ -94,15 +94,17 @@ public:
 
 private:
     static constexpr int kEnd = -1;
+    static constexpr TypeKey kWordKeys[] = {TypeKey::Location, TypeKey::Encryption};
 
-    // A name on chains, told apart from others without regard to the case of A to Z.
+    // A name on the chains. Names that differ only in the case of A to Z are one name;
+    // blanks around a name make another one, though both read the same section.
     struct Node {
         int section = -1;
         int next = kEnd;          // the node of its BaseType, kEnd where the chain ends
         std::string nextSpelling; // its BaseType as written
         bool visiting = false;
         bool done = false;
-        bool onCycle = false;
+        bool onRing = false;
         // What a chain gets from this name asked as a base and the names behind it.
         int locationFrom = kEnd;   // the node whose word is taken, kEnd for none
         int encryptionFrom = kEnd;
@@ -115,9 +117,13 @@ private:
     const Node& At(int node) const { return m_nodes[static_cast<size_t>(node)]; }
     int NodeOf(const std::string& spelling);
     void Follow(int start);
-    void SettleCycle(const std::vector<int>& cycle);
+    void SettleRing(const std::vector<int>& ring);
     void SettleTail(int node);
-    bool Gives(int node, TypeKey key) const;
+    static int& WordFrom(Node& node, TypeKey key)
+    {
+        return key == TypeKey::Location ? node.locationFrom : node.encryptionFrom;
+    }
+    bool GivesWord(int node, TypeKey key) const;
     std::string WordOf(int node, TypeKey key) const;
 
     const ProfileSections& m_sections;

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::uint32_t kSeed = 20261123;  // KOVRA_FUZZ_SEED chooses another
 constexpr int kMaxGeneratedCases = 500;
-constexpr std::chrono::seconds kTimeBudget(10);
+constexpr std::chrono::seconds kTimeBudget(8);
 
 struct Outcome {
     Lines table;      // "name location encryption" of every type, when the library loaded
