@@ -79,10 +79,14 @@ void ReadGeneralSettings(CKovra& config)
 std::string ReadWholeFile(CKovra& config)
 {
     std::string bytes;
-    char block[kReadBlockBytes];
-    while (unsigned int read = config.Read(block, sizeof block, 0))
-        bytes.append(block, read);
-    return bytes;
+    for (;;) {
+        const size_t used = bytes.size();
+        bytes.resize(used + kReadBlockBytes);
+        const unsigned int read = config.Read(&bytes[used], kReadBlockBytes, 0);
+        bytes.resize(used + read);
+        if (read == 0)
+            return bytes;  // the end, or a failed read that the object has recorded
+    }
 }
 
 void ShowWrongConfiguration(const std::string& name, const TypeWords& words)

@@ -163,6 +163,8 @@ Outcome LoadLibraryOnce(BoxWatcher& watcher)
 
 // ---- generated files ----------------------------------------------------------------------------
 
+// Every draw of the generator stands in a statement of its own, so that the files follow
+// from the seed alone.
 class ConfigGenerator {
 public:
     explicit ConfigGenerator(std::uint32_t seed) : m_random(seed) {}
@@ -170,8 +172,10 @@ public:
     std::string File()
     {
         std::string text = Chance(3) ? "\xEF\xBB\xBF" : "";
-        if (Chance(30))
-            text += Line(OneOf({"[DefaultSettings]", "[defaultsettings]"})) + Line("Option=32");
+        if (Chance(30)) {
+            text += Line(OneOf({"[DefaultSettings]", "[defaultsettings]"}));
+            text += Line("Option=32");
+        }
         for (int section = Pick(14); section > 0; --section) {
             text += Line(Header());
             for (int line = Pick(5); line > 0; --line)
@@ -185,7 +189,10 @@ public:
 private:
     int Pick(int count) { return static_cast<int>(m_random() % static_cast<std::uint32_t>(count)); }
     bool Chance(int percent) { return Pick(100) < percent; }
-    std::string OneOf(const std::vector<std::string>& choices) { return choices[static_cast<size_t>(Pick(static_cast<int>(choices.size())))]; }
+    std::string OneOf(const std::vector<std::string>& choices)
+    {
+        return choices[static_cast<size_t>(Pick(static_cast<int>(choices.size())))];
+    }
 
     std::string Line(const std::string& text)
     {
@@ -237,8 +244,10 @@ private:
         switch (Pick(4)) {
         case 0:
             return OneOf({";Location=ARCHIVE", "", "   ", "Other=1", "=BASE"});
-        case 1:
-            return "Location=BASE" + OneOf({std::string(1, '\0'), "\xFF", "\r", "\x1A"}) + OneOf({"", "X"});
+        case 1: {
+            const std::string odd = OneOf({std::string(1, '\0'), "\xFF", "\r", "\x1A"});
+            return "Location=BASE" + odd + OneOf({"", "X"});
+        }
         case 2: {
             std::string line(static_cast<size_t>(1000 + Pick(2000)), 'x');
             for (int mark = Pick(6); mark > 0; --mark)
