@@ -17,9 +17,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <string>
 
+#include "Directory.h"
 #include "FileCheck.h"
 #include "LogCheck.h"
 #include "Workers.h"
@@ -37,6 +37,10 @@ struct Scale {
 
 constexpr Scale kFull = {{8, 4, 5000}, 16, 30000, 30000};
 constexpr Scale kShort = {{8, 4, 25}, 16, 2000, 3000};
+
+// Option bits of CKOVRA.INI.
+constexpr int kOptionEventLines = 16;
+constexpr int kOptionNoMessageBoxes = 32;
 
 // Time limits of the loads beyond their own duration; past them a worker counts as hung.
 constexpr DWORD kEventLimitMs = 1800000;
@@ -58,10 +62,10 @@ public:
     {
         RemoveTree(Base());
         RemoveTree(m_root + "STRESS\\");
-        bool made = MakeDirectories(Base() + "DAT\\WS1\\TMP\\") && MakeDirectories(m_root + "STRESS\\");
-        return made && ::SetEnvironmentVariableA("TARNEL31_WKSTA", (Base() + "DAT\\WS1\\").c_str()) &&
-               ::SetEnvironmentVariableA("TARNEL31_WKSTATMP", (Base() + "DAT\\WS1\\TMP\\").c_str()) &&
-               ::SetEnvironmentVariableA("KARVELO-CKOVRAHOME", nullptr) != FALSE;
+        ::SetEnvironmentVariableA("KARVELO-CKOVRAHOME", nullptr);  // CKOVRA.INI is then the one in <base>DAT
+        return MakeDirectories(Base() + "DAT\\WS1\\TMP\\") && MakeDirectories(m_root + "STRESS\\") &&
+               ::SetEnvironmentVariableA("TARNEL31_WKSTA", (Base() + "DAT\\WS1\\").c_str()) &&
+               ::SetEnvironmentVariableA("TARNEL31_WKSTATMP", (Base() + "DAT\\WS1\\TMP\\").c_str());
     }
 
     // The settings that the workers of the next load read when they start.
@@ -72,43 +76,9 @@ public:
         return static_cast<bool>(ini);
     }
 
-    std::string ReadLog() const
-    {
-        std::ifstream log(Base() + "CKOVRA.LOG", std::ios::binary);
-        std::ostringstream content;
-        content << log.rdbuf();
-        return content.str();
-    }
+    std::string ReadLog() const { return ReadWholeFile(Base() + "CKOVRA.LOG"); }
 
 private:
-    static bool MakeDirectories(const std::string& path)
-    {
-        for (size_t slash = path.find('\\', 3); slash != std::string::npos; slash = path.find('\\', slash + 1)) {
-            if (!::CreateDirectoryA(path.substr(0, slash).c_str(), nullptr) && ::GetLastError() != ERROR_ALREADY_EXISTS)
-                return false;
-        }
-        return true;
-    }
-
-    static void RemoveTree(const std::string& directory)
-    {
-        WIN32_FIND_DATAA entry;
-        HANDLE search = ::FindFirstFileA((directory + "*").c_str(), &entry);
-        if (search != INVALID_HANDLE_VALUE) {
-            do {
-                std::string name = entry.cFileName;
-                if (name == "." || name == "..")
-                    continue;
-                if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                    RemoveTree(directory + name + "\\");
-                else
-                    ::DeleteFileA((directory + name).c_str());
-            } while (::FindNextFileA(search, &entry));
-            ::FindClose(search);
-        }
-        ::RemoveDirectoryA(directory.c_str());
-    }
-
     std::string m_root;
 };
 
@@ -120,70 +90,75 @@ std::string WorkerProgram()
     return program.substr(0, program.rfind('\\') + 1) + "kovra_stress_worker.exe";
 }
 
-// Starts the workers that add adds, lets them go together and waits for them.
+struct LoadRun {
+    int faults = 0;  // reported by the workers, or theirs that hung
+    double seconds = 0;
+    std::vector<DWORD> workerIds;
+};
+
+// Writes the settings with option, starts the workers that addWorkers adds, lets them go
+// together and waits for them.
 template <typename AddWorkers>
-int RunLoad(AddWorkers addWorkers, DWORD limitMs, double& seconds, std::vector<DWORD>& workerIds)
+LoadRun RunLoad(const Installation& installation, int option, AddWorkers addWorkers, DWORD limitMs)
 {
     WorkerGroup group(WorkerProgram());
+    LoadRun run;
     std::string problems;
-    int faults = 0;
-    if (!addWorkers(group) || !group.Go()) {
+    if (!installation.Configure(option) || !addWorkers(group) || !group.Go()) {
         problems = "the workers could not be started; ";
         limitMs = 0;
-        faults = 1;
+        run.faults = 1;
     }
-    faults += group.Finish(limitMs, problems);
+    run.faults += group.Finish(limitMs, problems);
     if (!problems.empty())
         std::printf("   %s\n", problems.c_str());
-    seconds = group.Seconds();
-    workerIds = group.ProcessIds();
-    return faults;
+    run.seconds = group.Seconds();
+    run.workerIds = group.ProcessIds();
+    return run;
 }
 
 long RunEventLines(const Installation& installation, const EventLoad& load)
 {
-    installation.Configure(16 + 32);  // event lines, and no message boxes
-    double seconds = 0;
-    std::vector<DWORD> workerIds;
-    int faults = RunLoad(
+    const std::string arguments = std::to_string(load.threads) + " " + std::to_string(load.pairs);
+    LoadRun run = RunLoad(
+        installation, kOptionEventLines | kOptionNoMessageBoxes,
         [&](WorkerGroup& group) {
             bool started = true;
             for (int process = 0; process < load.processes; ++process)
-                started = started && group.Start("events", std::to_string(process) + " " + std::to_string(load.threads) +
-                                                               " " + std::to_string(load.pairs));
+                started = started && group.Start("events", std::to_string(process) + " " + arguments);
             return started;
         },
-        kEventLimitMs, seconds, workerIds);
-    EventLogFigures figures = CheckEventLog(installation.ReadLog(), load, installation.Base(), workerIds);
+        kEventLimitMs);
+    EventLogFigures figures = CheckEventLog(installation.ReadLog(), load, installation.Base(), run.workerIds);
     std::printf("event lines: %d processes x %d threads x %d lines = %ld lines in %.1f s (%.0f lines/s)\n",
-                load.processes, load.threads, load.pairs * 2, figures.expected, seconds,
-                seconds > 0 ? figures.expected / seconds : 0.0);
+                load.processes, load.threads, load.pairs * 2, figures.expected, run.seconds,
+                run.seconds > 0 ? figures.expected / run.seconds : 0.0);
     std::printf("   found once %ld, missing %ld, duplicated %ld, malformed %ld, foreign %ld; "
                 "%ld start-up and shut-down lines of the workers\n",
                 figures.once, figures.missing, figures.duplicated, figures.malformed, figures.foreign,
                 figures.processLines);
-    return figures.Lost() + faults;
+    return figures.Lost() + run.faults;
 }
 
+// The worker prints its own figures: the registry it checks is its own.
 long RunRegistryChurn(const Installation& installation, int threads, DWORD milliseconds)
 {
-    installation.Configure(32);
-    double seconds = 0;
-    std::vector<DWORD> workerIds;
     return RunLoad(
-        [&](WorkerGroup& group) {
-            return group.Start("registry", std::to_string(threads) + " " + std::to_string(milliseconds));
-        },
-        milliseconds + kGraceMs, seconds, workerIds);
+               installation, kOptionNoMessageBoxes,
+               [&](WorkerGroup& group) {
+                   return group.Start("registry", std::to_string(threads) + " " + std::to_string(milliseconds));
+               },
+               milliseconds + kGraceMs)
+        .faults;
 }
 
-void PrintFileFigures(const FileFigures& figures, DWORD milliseconds)
+void PrintFileFigures(const FileFigures& figures, double seconds)
 {
     std::printf("files: 2 processes renaming, backing up and removing, 1 holding, for %.1f s: %ld made, %ld renamed, "
                 "%ld backed up by renaming and %ld by copying, %ld removals, %ld holds, %ld calls through after "
                 "sharing violations\n",
-                milliseconds / 1000.0, figures.made, figures.renamed, figures.backedUp, figures.backedUpByCopy,
-                figures.removed, figures.holds, figures.retried);
+                seconds, figures.made, figures.renamed, figures.backedUp, figures.backedUpByCopy, figures.removed,
+                figures.holds, figures.retried);
     std::printf("   failures by cause:");
     for (const auto& failures : figures.failuresByCause)
         std::printf(" %s (%d) %ld;", CauseName(failures.first), failures.first, failures.second);
@@ -196,25 +171,23 @@ void PrintFileFigures(const FileFigures& figures, DWORD milliseconds)
 
 long RunFileContention(const Installation& installation, DWORD milliseconds)
 {
-    installation.Configure(32);
     const std::vector<std::string> journals = {installation.Journal("mover-0"), installation.Journal("mover-1"),
                                                installation.Journal("holder")};
-    double seconds = 0;
-    std::vector<DWORD> workerIds;
     const std::string time = std::to_string(milliseconds);
-    int faults = RunLoad(
+    LoadRun run = RunLoad(
+        installation, kOptionNoMessageBoxes,
         [&](WorkerGroup& group) {
             return group.Start("mover", "0 " + time + " " + journals[0]) &&
                    group.Start("mover", "1 " + time + " " + journals[1]) &&
                    group.Start("holder", time + " " + journals[2]);
         },
-        milliseconds + kGraceMs, seconds, workerIds);
+        milliseconds + kGraceMs);
     std::vector<std::string> problems;
     FileFigures figures = CheckFiles(journals, installation.Base(), problems);
-    PrintFileFigures(figures, milliseconds);
+    PrintFileFigures(figures, run.seconds);
     for (const std::string& problem : problems)
         std::printf("   %s\n", problem.c_str());
-    return figures.Lost() + faults;
+    return figures.Lost() + run.faults;
 }
 
 } // namespace
@@ -234,9 +207,11 @@ int main(int argc, char** argv)
         return 1;
     }
     const stress::Scale& scale = quick ? stress::kShort : stress::kFull;
-    long lost = stress::RunEventLines(installation, scale.events);
-    lost += stress::RunRegistryChurn(installation, scale.registryThreads, scale.registryMs);
-    lost += stress::RunFileContention(installation, scale.filesMs);
-    std::printf("lost: %ld\n", lost);
+    const long events = stress::RunEventLines(installation, scale.events);
+    const long registry = stress::RunRegistryChurn(installation, scale.registryThreads, scale.registryMs);
+    const long files = stress::RunFileContention(installation, scale.filesMs);
+    const long lost = events + registry + files;
+    std::printf("lost or wrong: %ld event lines, %ld in the registry, %ld files: %s\n", events, registry, files,
+                lost == 0 ? "nothing lost" : "FAILED");
     return lost == 0 ? 0 : 1;
 }

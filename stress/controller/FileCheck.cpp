@@ -1,26 +1,16 @@
 #include "FileCheck.h"
 
-#include <windows.h>
-
-#include <algorithm>
-#include <cctype>
-#include <fstream>
 #include <set>
 #include <sstream>
 
 #include "../Shared.h"
+#include "Directory.h"
 
 namespace stress {
 
 namespace {
 
 constexpr size_t kProblemsKept = 20;
-
-std::string Upper(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
 
 // One name a file had. Names are never used twice: a file reaches a name by being made
 // there or by moves and copies from one other name. (Two moves of the same file may both
@@ -165,33 +155,6 @@ private:
     std::map<std::string, Fate> m_fates;  // by token
 };
 
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
-// Every file below directory, skipping the names in skipped; paths in capitals.
-void ListTree(const std::string& directory, const std::vector<std::string>& skipped, std::vector<std::string>& files)
-{
-    WIN32_FIND_DATAA entry;
-    HANDLE search = ::FindFirstFileA((directory + "*").c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE)
-        return;
-    do {
-        std::string name = Upper(entry.cFileName);
-        if (name == "." || name == ".." || std::find(skipped.begin(), skipped.end(), name) != skipped.end())
-            continue;
-        if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-            ListTree(directory + name + "\\", {}, files);
-        else
-            files.push_back(directory + name);
-    } while (::FindNextFileA(search, &entry));
-    ::FindClose(search);
-}
-
 } // namespace
 
 FileFigures CheckFiles(const std::vector<std::string>& journals, const std::string& basePath,
@@ -200,7 +163,7 @@ FileFigures CheckFiles(const std::vector<std::string>& journals, const std::stri
     FileFigures figures;
     Places places;
     for (const std::string& journal : journals) {
-        std::istringstream lines(ReadFile(journal));
+        std::istringstream lines(ReadWholeFile(journal));
         std::string line;
         while (std::getline(lines, line)) {
             if (!places.Read(line, figures, problems)) {
@@ -210,11 +173,9 @@ FileFigures CheckFiles(const std::vector<std::string>& journals, const std::stri
         }
     }
 
-    std::vector<std::string> files;
-    ListTree(Upper(basePath), {"DAT", "CKOVRA.LOG"}, files);
-    for (const std::string& path : files) {
+    for (const std::string& path : ListFilesBelow(basePath, {"DAT", "CKOVRA.LOG"})) {
         ++figures.found;
-        if (!places.Account(path, ReadFile(path), figures, problems)) {
+        if (!places.Account(path, ReadWholeFile(path), figures, problems)) {
             ++figures.foreign;
             Places::Note(problems, "no journal accounts for " + path + " and its contents");
         }

@@ -155,14 +155,14 @@ EventLogFigures CheckEventLog(const std::string& log, const EventLoad& load, con
             break;
         }
         std::string text;
-        if (!EventText(log.substr(start, end - start), text))
+        if (!EventText(log.substr(start, end - start), text)) {
             ++figures.malformed;
-        else if (lines.Count(text))
-            ;
-        else if (IsWorkerLine(text, workerIds) && workerLines.insert(text).second)
-            ++figures.processLines;
-        else
-            ++figures.foreign;
+        } else if (!lines.Count(text)) {
+            if (IsWorkerLine(text, workerIds) && workerLines.insert(text).second)
+                ++figures.processLines;
+            else
+                ++figures.foreign;
+        }
         start = end + 2;
     }
     lines.AddTo(figures);
