@@ -1,14 +1,13 @@
 #!/bin/bash
-# Sets up the machine, builds the library and runs the demo under wine.
+# Sets up the machine, builds the 32-bit library (the product) and runs the demo under wine.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 kovra_install_packages
-kovra_build i686 -DKOVRA_BUILD_TESTS=OFF
-# The x86_64 tree is shared with the tests: build only what the demo runs.
-kovra_build x86_64 -- kovra_demo
+# The tree is shared with the tests: build only what the demo runs.
+kovra_build i686 -- kovra_demo
 
-build="$KOVRA_ROOT/build/x86_64"
+build="$KOVRA_ROOT/build/i686"
 trap kovra_wine_down EXIT
 kovra_wine_up "$build"
 rm -rf "$build/fixtures/d"

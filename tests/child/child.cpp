@@ -4,10 +4,12 @@
 //   kovra_child hold-for TYPE NAME OPTIONS MS   opens, prints "OPEN <result>", holds for MS ms
 //   kovra_child lock TYPE NAME POS COUNT EVENT  opens read/write, prints "LOCK <result>", holds
 //   kovra_child events N                        N StartSession/RemoveSession pairs (event lines)
-//   kovra_child trace EVENT                     two traces, "SENT 1", waits for EVENT, "SENT 2"
+//   kovra_child trace EVENT                     two traces, "SENT 1 tid=T module=M", waits for EVENT,
+//                                               "SENT 2"
 //   kovra_child resolve TYPE NAME               prints "REAL <path>" or "ERROR <text>"
 #include <windows.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,7 +73,9 @@ int Trace(char** argv)
 {
     CKovra::SetDebugLevel(1);
     CKovra::StartSession(reinterpret_cast<void*>(1234));
-    Say("SENT 1\n");
+    // What the trace record's header should carry: this thread and the executable's handle.
+    Say("SENT 1 tid=%lu module=%llx\n", ::GetCurrentThreadId(),
+        static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(::GetModuleHandleA(nullptr))));
     WaitForEvent(argv[2]);
     CKovra::RemoveSession(reinterpret_cast<void*>(1234));
     Say("SENT 2\n");

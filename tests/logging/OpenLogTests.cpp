@@ -161,24 +161,29 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
     ASSERT_TRUE(monitor->Ready());
     NamedEvent secondMessage;
     ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " trace " + secondMessage.Name());
-    // Each message the monitor got (sender, message id, size, window and text), and one of the
-    // child's: id 10, a 16-byte header and the text with its zero, no window.
+    const std::string sent = child.WaitForLine("SENT");
+    std::smatch said;
+    ASSERT_TRUE(std::regex_match(sent, said, std::regex("SENT 1 tid=(\\d+) module=([0-9a-f]+)"))) << sent;
+    ASSERT_TRUE(monitor->WaitForLines(2));
+    // The header as the monitor got it: the child's process and thread, no window, and its
+    // executable's handle, whole in the message's wParam and cut to 32 bits in the record.
+    const unsigned long long module = std::stoull(said[2], nullptr, 16);
+    const std::string header = "pid=" + std::to_string(child.Id()) + " tid=" + said[1].str() +
+                               " wnd=0x0 inst=0x" + Hex(module & 0xFFFFFFFFull) + " wparam=0x" + Hex(module);
+    // Each message: its header, then message id, size (a 16-byte header, the text and its zero) and text.
     auto messages = [&monitor] {
         Lines found;
         for (const std::string& line : monitor->Lines()) {
-            EXPECT_NE("0x0", MonitorField(line, "inst")) << line;
             std::string fields;
-            for (const char* name : {"pid", "id", "cb", "wnd"})
-                fields += MonitorField(line, name) + " ";
+            for (const char* name : {"pid", "tid", "wnd", "inst", "wparam", "id", "cb"})
+                fields += std::string(name) + "=" + MonitorField(line, name) + " ";
             found.push_back(fields + MonitorField(line, "text"));
         }
         return found;
     };
-    auto trace = [&child](const std::string& text) {
-        return std::to_string(child.Id()) + " 10 " + std::to_string(16 + text.size() + 1) + " 0x0 " + text;
+    auto trace = [&header](const std::string& text) {
+        return header + " id=10 cb=" + std::to_string(16 + text.size() + 1) + " " + text;
     };
-    ASSERT_EQ("SENT 1", child.WaitForLine("SENT"));
-    ASSERT_TRUE(monitor->WaitForLines(2));
     EXPECT_EQ((Lines{trace("Kovra : StartSession : Session(1234)"),
                      trace("Kovra : StartSession : Add this Session(1234)")}),
               messages());

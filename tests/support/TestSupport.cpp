@@ -11,6 +11,10 @@
 
 namespace kovratest {
 
+// CTest reads the output through a pipe, which the run-time buffers whole: a test killed at
+// its time-out would take its failure messages along. Unbuffered, they are there to read.
+const bool g_unbufferedOutput = std::setvbuf(stdout, nullptr, _IONBF, 0) == 0;
+
 // ---- files ------------------------------------------------------------------------------------
 
 std::string ReadFileBytes(const std::string& path)

@@ -117,6 +117,12 @@ TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
     EXPECT_EQ(1, file.SetLength(12));
     EXPECT_EQ(12ul, file.GetLength());
     EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
+    // Positions cross as 32 bits on both targets: past 2 GiB they read back whole as unsigned
+    // values and wrap to negative ones as Seek's long.
+    EXPECT_EQ(1, file.SetLength(0xC0000000ul));
+    EXPECT_EQ(0xC0000000ul, file.GetLength());
+    EXPECT_EQ(-1073741825L, file.Seek(-1, 2));
+    EXPECT_EQ(0xBFFFFFFFul, file.GetPosition());
     EXPECT_EQ(1, file.SetLength(5));
     file.Close();  // the length of the file under the name
     EXPECT_EQ(5ul, file.GetLength());
@@ -152,17 +158,18 @@ TEST(PositionLockTime, TimeStampsBySelector)
     ScratchDirectory directory(kBase + "PL_TIME");
     WriteFileBytes(directory / "F.TXT", "abc");
     CKovra file("T_BASE", "PL_TIME\\F.TXT", KOVRA_READWRITE);  // open or not, reached by the name
-    const ATL::CTime written(1100000000);
+    // Seconds past 2038 need all 64 bits of the time stamp, on the 32-bit build too.
+    const ATL::CTime written(4102444800);  // 2100-01-01 00:00 UTC
     const ATL::CTime created(1000000000);
     EXPECT_EQ(1, file.SetModificationTime(&written, 0));
     EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
     file.Close();
     struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
     ASSERT_EQ(0, _stat64((directory / "F.TXT").c_str(), &status));
-    EXPECT_EQ(1100000000, status.st_mtime);
+    EXPECT_EQ(4102444800, status.st_mtime);
     ATL::CTime time;
     EXPECT_EQ(1, file.GetModificationTime(&time, 0));
-    EXPECT_EQ(1100000000, time.GetTime());
+    EXPECT_EQ(4102444800, time.GetTime());
     EXPECT_EQ(1, file.GetModificationTime(&time, 1));
     EXPECT_EQ(status.st_ctime, time.GetTime());
 }

@@ -1,6 +1,7 @@
 // The file-type table, the resolution of (file type, name) to a real path, and what
 // GetLastError reports when resolution or an open fails.
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <string>
 #include <vector>
@@ -160,6 +161,24 @@ TEST(FileTypes, TheTableHoldsAtMost1489Types)
     EXPECT_EQ("TYPE1000 4 1", types[1000]);
     EXPECT_EQ("TYPE1488 2 1", types.back());
     EXPECT_EQ("", Resolve("ONE_TOO_MANY", "F.TXT"));
+
+    // The block as every process on the machine maps it, 32-bit or 64-bit: 44-byte records
+    // from its first byte (name, then location and encryption as 32-bit little-endian values),
+    // and the last 20 of its 65536 bytes unused.
+    HANDLE mapping = ::OpenFileMappingA(FILE_MAP_READ, FALSE, "Global\\CKovraApp");
+    ASSERT_NE(nullptr, mapping);
+    const auto* block = static_cast<const unsigned char*>(::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+    ASSERT_NE(nullptr, block);
+    auto number = [block](size_t offset) {
+        return block[offset] | block[offset + 1] << 8 | block[offset + 2] << 16 | block[offset + 3] << 24;
+    };
+    EXPECT_STREQ("TYPE1000", reinterpret_cast<const char*>(block + 1000 * 44));
+    EXPECT_EQ(4, number(1000 * 44 + 36));
+    EXPECT_EQ(1, number(1000 * 44 + 40));
+    EXPECT_STREQ("TYPE1488", reinterpret_cast<const char*>(block + 1488 * 44));
+    EXPECT_EQ(std::string(20, '\0'), std::string(reinterpret_cast<const char*>(block) + 65516, 20));
+    ::UnmapViewOfFile(block);
+    ::CloseHandle(mapping);
 }
 
 } // namespace
