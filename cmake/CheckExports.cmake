@@ -1,5 +1,8 @@
-# Fails the build when a member of the exported interface is missing from the export
-# table of the DLL. Run as: cmake -DDLL=... -DOBJDUMP=... -DCXXFILT=... -P CheckExports.cmake
+# Fails the build when a member of the exported interface, or a C function of the headers
+# in HEADER_DIR, is missing from the export table of the DLL; C functions must be exported
+# under their plain names. Then writes DEF_FILE, the module definition of the C functions
+# from which Microsoft's import library is made.
+# Run as: cmake -DDLL=... -DOBJDUMP=... -DCXXFILT=... -DHEADER_DIR=... -DDEF_FILE=... -P CheckExports.cmake
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "${OBJDUMP} could not read ${DLL}")
@@ -59,7 +62,30 @@ foreach(member IN LISTS kovra_members)
   endif()
 endforeach()
 
+# C functions: declared with KOVRA_CAPI(type) in capi.h, with KOVRA_API in diag.h.
+set(c_functions "")
+foreach(header capi.h diag.h)
+  file(READ ${HEADER_DIR}/${header} declarations)
+  string(REGEX MATCHALL "KOVRA_CAPI\\([^)]*\\) +[A-Za-z_][A-Za-z0-9_]*\\(" capi "${declarations}")
+  string(REGEX MATCHALL "\nKOVRA_API [^(\n]*[ *][A-Za-z_][A-Za-z0-9_]*\\(" plain "${declarations}")
+  foreach(declaration IN LISTS capi plain)
+    string(REGEX MATCH "([A-Za-z_][A-Za-z0-9_]*)\\($" _ "${declaration}")
+    list(APPEND c_functions ${CMAKE_MATCH_1})
+  endforeach()
+endforeach()
+if(NOT c_functions)
+  message(FATAL_ERROR "No C functions found in ${HEADER_DIR}")
+endif()
+foreach(function IN LISTS c_functions)
+  if(NOT "\n${mangled}" MATCHES "\n${function}\n")
+    list(APPEND missing "${function} (C, plain name)")
+  endif()
+endforeach()
+
 if(missing)
   list(JOIN missing "\n  " text)
   message(FATAL_ERROR "${dll_name} does not export:\n  ${text}")
 endif()
+
+list(JOIN c_functions "\n  " names)
+file(WRITE ${DEF_FILE} "LIBRARY ${dll_name}\nEXPORTS\n  ${names}\n")

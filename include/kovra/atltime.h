@@ -2,6 +2,38 @@
 // Time stamps cross the library's interface in this form.
 #pragma once
 
+#if defined(_MSC_VER)
+
+// Microsoft's compiler: an application that has ATL's own CTime (ATL's atltime.h, included
+// before kovra.h) uses that one. Otherwise the part of it that the library's members need,
+// built without the C run-time's headers.
+#if !defined(__ATLTIME_H__)
+
+#include <stdint.h>
+
+namespace ATL {
+
+class CTime {
+public:
+    CTime() noexcept = default;
+    explicit CTime(int64_t seconds) noexcept : m_time(seconds) {}
+
+    int64_t GetTime() const noexcept { return m_time; }
+
+    bool operator==(const CTime& other) const noexcept { return m_time == other.m_time; }
+    bool operator!=(const CTime& other) const noexcept { return m_time != other.m_time; }
+    bool operator<(const CTime& other) const noexcept { return m_time < other.m_time; }
+
+private:
+    int64_t m_time = 0;
+};
+
+} // namespace ATL
+
+#endif // !defined(__ATLTIME_H__)
+
+#else
+
 #include <time.h>
 
 namespace ATL {
@@ -52,3 +84,5 @@ private:
 };
 
 } // namespace ATL
+
+#endif // defined(_MSC_VER)

@@ -7,11 +7,16 @@
 #define KOVRA_API __declspec(dllimport)
 #endif
 
+// The calling convention of the C interface, the same for every compiler and both
+// targets: the caller removes the arguments (so Printf can take a variable list), and
+// the 32-bit DLL exports the functions under their plain names.
+#define KOVRA_CALL __cdecl
+
 // Lets the compiler check the arguments of Printf against its format.
 #if defined(__MINGW_PRINTF_FORMAT)
 #define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument) \
     __attribute__((format(__MINGW_PRINTF_FORMAT, formatIndex, firstArgument)))
-#elif defined(__GNUC__)
+#elif defined(__GNUC__) || defined(__clang__)
 #define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument) __attribute__((format(printf, formatIndex, firstArgument)))
 #else
 #define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument)

@@ -6,28 +6,26 @@
 // it. Members return plain values (1/0, counts, pointers into the object) and never
 // throw; GetLastError reports the last recorded failure. The trailing int of every
 // member is its flags word: 0 unless a member documents a bit.
+//
+// Compiled by mingw-w64 GCC (or Clang for a *-w64-mingw32 target), the classes are the
+// ones that kovra.dll exports. Compiled by Microsoft's compiler or clang-cl, whose C++ ABI
+// differs, kovra.h gives the same classes as inline wrappers over the C interface
+// (msvc.h, capi.h).
 #pragma once
+
+#if defined(_MSC_VER)
+#include "msvc.h"
+#else
 
 #include "atltime.h"
 #include "export.h"
+#include "options.h"
 #include "records.h"
 
 struct KovraFileState_S;
 struct KovraFindState_S;
 struct ThreadInfo;
 class CFileException;
-
-// Open options (combinable).
-enum KovraOpenOption : unsigned long {
-    KOVRA_RESOLVE_ONLY = 0,  // resolve the name, open nothing
-    KOVRA_READ = 1,
-    KOVRA_READWRITE = 2,     // create when missing, keep contents unless KOVRA_TRUNCATE
-    KOVRA_APPEND = 4,        // read/write, create when missing, every Write goes to the end
-    KOVRA_TRUNCATE = 8,      // with KOVRA_READWRITE: empty an existing file
-    KOVRA_DENY_WRITE = 16,
-    KOVRA_EXCLUSIVE = 32,
-    KOVRA_TEXT = 64          // CR LF in the file, LF in memory
-};
 
 class CKovra {
 public:
@@ -194,3 +192,5 @@ public:
 private:
     KovraFindState_S* m_pState;
 };
+
+#endif // !defined(_MSC_VER)

@@ -1,9 +1,18 @@
-// Fixed-size records of the library's interface. Their layouts are the same on
+// Fixed-size records of the library's interface, for C and C++. Their layouts are the same on
 // the 32-bit and the 64-bit build: every field has an explicit width.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
+
+// The layouts are checked wherever the language can (C++, C11 and later).
+#if defined(__cplusplus)
+#define KOVRA_STATIC_ASSERT(condition, text) static_assert(condition, text)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define KOVRA_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
+#else
+#define KOVRA_STATIC_ASSERT(condition, text) struct KovraUncheckedLayout
+#endif
 
 // One entry of the file-type table that all processes share.
 struct FileType_S {
@@ -30,13 +39,13 @@ struct TraceRecord_S {
     char text[1];         // NUL-terminated text, as long as the sender made it
 };
 
-static_assert(sizeof(FileType_S) == 44, "FileType_S is a 44-byte record");
-static_assert(offsetof(FileType_S, location) == 36 && offsetof(FileType_S, encryption) == 40,
-              "FileType_S field offsets");
-static_assert(sizeof(KovraOpenPar_S) == 12, "KovraOpenPar_S is a 12-byte record");
-static_assert(offsetof(KovraOpenPar_S, location) == 4 && offsetof(KovraOpenPar_S, encryption) == 8,
-              "KovraOpenPar_S field offsets");
-static_assert(offsetof(TraceRecord_S, text) == 16, "TraceRecord_S has a 16-byte header");
+KOVRA_STATIC_ASSERT(sizeof(struct FileType_S) == 44, "FileType_S is a 44-byte record");
+KOVRA_STATIC_ASSERT(offsetof(struct FileType_S, location) == 36 && offsetof(struct FileType_S, encryption) == 40,
+                    "FileType_S field offsets");
+KOVRA_STATIC_ASSERT(sizeof(struct KovraOpenPar_S) == 12, "KovraOpenPar_S is a 12-byte record");
+KOVRA_STATIC_ASSERT(offsetof(struct KovraOpenPar_S, location) == 4 && offsetof(struct KovraOpenPar_S, encryption) == 8,
+                    "KovraOpenPar_S field offsets");
+KOVRA_STATIC_ASSERT(offsetof(struct TraceRecord_S, text) == 16, "TraceRecord_S has a 16-byte header");
 
 // The identifier of a trace message in COPYDATASTRUCT::dwData.
 enum { KOVRA_TRACE_DATA_ID = 10 };

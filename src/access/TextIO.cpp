@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "access/TextIO.h"
 #include "file/KovraFileState.h"
 #include "frame/CallFrame.h"
 #include "kovra/kovra.h"
@@ -90,24 +91,28 @@ unsigned int CKovra::WriteString(char* text, int flags)
     return WriteString(static_cast<const char*>(text), flags);
 }
 
-unsigned int CKovra::Printf(int, const char* format, ...)
+unsigned int WriteFormatted(CKovra& file, const char* format, va_list arguments)
 {
     if (!format)
         return 0;
-    va_list arguments;
-    va_start(arguments, format);
     va_list measuring;
     va_copy(measuring, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, measuring);
     va_end(measuring);
-    unsigned int written = 0;
-    if (length >= 0) {
-        std::unique_ptr<char[]> text(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
-        if (text) {
-            std::vsnprintf(text.get(), static_cast<size_t>(length) + 1, format, arguments);
-            written = WriteString(static_cast<const char*>(text.get()), 1);
-        }
-    }
+    if (length < 0)
+        return 0;
+    std::unique_ptr<char[]> text(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
+    if (!text)
+        return 0;
+    std::vsnprintf(text.get(), static_cast<size_t>(length) + 1, format, arguments);
+    return file.WriteString(static_cast<const char*>(text.get()), 1);
+}
+
+unsigned int CKovra::Printf(int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const unsigned int written = WriteFormatted(*this, format, arguments);
     va_end(arguments);
     return written;
 }

@@ -215,7 +215,7 @@ int CKovra::Close(int flags)
     ::LeaveCriticalSection(&state.m_lock);
 
     if (state.m_bTemporary && !(flags & 1)) {
-        if (Access(0))
+        if (MayExist(state.m_szRealFileName))
             Attempt("Close", [&] { CFile::Remove(state.m_szRealFileName); });
         state.m_bTemporary = 0;
         result = 1;

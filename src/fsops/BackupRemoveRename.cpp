@@ -65,7 +65,7 @@ int CKovra::Remove(int)
     if (!m_pState)
         return 0;
     Close(0);
-    if (!Access(0))
+    if (!MayExist(m_pState->m_szRealFileName))
         return 1;
     return MoveOrRemoveWithRetries("Remove", nullptr);
 }

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <windows.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "file/KovraFileState.h"
@@ -72,6 +73,11 @@ int MkDirTreeOfParent(const char* path)
         return 0;
     *separator = '\0';
     return MkDirTree(directory);
+}
+
+bool MayExist(const char* path)
+{
+    return path && path[0] && (_access(path, 0) == 0 || errno != ENOENT);
 }
 
 int CKovra::Access(int)

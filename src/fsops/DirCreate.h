@@ -7,6 +7,11 @@
 // three characters ("Q:\"), and 1 for everything else, a failed creation included.
 int MkDirTree(const char* path);
 
+// Whether a file may exist under path: false only when the existence test says that
+// nothing is there. A test that fails for another reason (access refused, a network
+// error) proves nothing, so a file that must be removed is then removed all the same.
+bool MayExist(const char* path);
+
 // MkDirTree on the part of path before its last backslash: the directory that holds
 // the file path names. 0, and nothing is created, when path holds no backslash.
 int MkDirTreeOfParent(const char* path);

@@ -308,13 +308,14 @@ ULONGLONG CFile::GetLength() const
 void CFile::SetLength(ULONGLONG length)
 {
     ThrowIfNotOpen();
-    // The end of the file is set at the file pointer, so move it there and back.
+    // The end of the file is set at the file pointer, so move it there and back. A pointer
+    // that can't be moved back is a failure too: the next write would land elsewhere.
     LARGE_INTEGER zero = {};
     LARGE_INTEGER saved;
     if (!::SetFilePointerEx(m_hFile, zero, &saved, FILE_CURRENT) ||
-        !::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile))
+        !::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile) ||
+        !::SetFilePointerEx(m_hFile, saved, nullptr, FILE_BEGIN))
         CFileException::ThrowLastError(m_szFileName);
-    ::SetFilePointerEx(m_hFile, saved, nullptr, FILE_BEGIN);
 }
 
 void CFile::LockRange(ULONGLONG position, ULONGLONG count)

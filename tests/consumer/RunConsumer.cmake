@@ -23,12 +23,24 @@ set(site ${WORK_DIR}/site)
 file(REMOVE_RECURSE ${WORK_DIR})
 
 run_step("Installing ${KOVRA_BUILD_DIR}" ${CMAKE_COMMAND} --install ${KOVRA_BUILD_DIR} --prefix ${prefix})
-foreach(installed include/kovra/kovra.h lib/libkovra.dll.a lib/cmake/kovra/kovraConfig.cmake bin/kovra.dll
-        bin/tarnel31.dll bin/kovra.exe bin/kovramon.exe bin/handle.exe)
+foreach(installed include/kovra/kovra.h include/kovra/capi.h lib/libkovra.dll.a lib/kovra.lib
+        lib/cmake/kovra/kovraConfig.cmake bin/kovra.dll bin/tarnel31.dll bin/kovra.exe bin/kovramon.exe bin/handle.exe)
   if(NOT EXISTS ${prefix}/${installed})
     message(FATAL_ERROR "The package lacks ${installed}")
   endif()
 endforeach()
+
+# The import library that the package gives a consumer whose compiler simulates another's
+# (clang-cl says MSVC; GCC simulates none).
+function(check_import_library name simulated library)
+  run_step("Configuring a consumer for ${name}" ${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR}/import-library
+           -B ${WORK_DIR}/${name} "-DCMAKE_CXX_SIMULATE_ID=${simulated}" -Dkovra_DIR=${prefix}/lib/cmake/kovra)
+  if(NOT step_output MATCHES "import library ${prefix}/lib/${library}\n")
+    message(FATAL_ERROR "A consumer for ${name} doesn't get lib/${library}:\n${step_output}")
+  endif()
+endfunction()
+check_import_library(Microsoft MSVC kovra.lib)
+check_import_library(GCC "" libkovra.dll.a)
 
 set(build_type_option)
 if(BUILD_TYPE)
