@@ -55,7 +55,7 @@ std::string TokenOfContent(const std::string& content);
 //   COPIED from to         SaveFile by copying; the file at from may still exist
 //   REMOVED path           Remove reported the file gone
 //   FAILED op path cause   a call that failed, with the cause GetLastError reported
-//   RETRIED op path n      a call that succeeded after n sharing violations
+//   RETRIED op path cause  a call that succeeded after failed attempts, the last one's cause
 //   HELD path              the holder had the file open
 constexpr char kBorn[] = "BORN";
 constexpr char kMoved[] = "MOVED";
