@@ -413,9 +413,9 @@ std::vector<Scenario> SessionAndSettingScenarios()
          {{"_access", kFails}}},
         {"KovraCheckConfig", "", Nothing,
          [](World&) { return Text(KovraCheckConfig((kRoot + "CHECK.INI").c_str(), nullptr, nullptr)); }, "-1",
-         {{"CreateFileA", kFails | kRetriesSharing},
-          {"ReadFile", kAnyResult},
-          {"SetFilePointerEx", kAnyResult},
+         {{"GetFullPathNameA", kFails},
+          {"CreateFileA", kFails},
+          {"ReadFile", kFails},
           {"GetPrivateProfileStringA", kAnyResult}}},
     };
 }
