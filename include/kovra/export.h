@@ -3,6 +3,11 @@
 
 #if defined(KOVRA_BUILDING_DLL)
 #define KOVRA_API __declspec(dllexport)
+#elif defined(KOVRA_DELAY_LOADED)
+// A program that loads the library on its first call (the kovra tool) calls through the
+// thunks of the delay-import library: GNU ld for i686 drops those thunks for calls that
+// were declared dllimport, and such a call would jump to address 0.
+#define KOVRA_API
 #else
 #define KOVRA_API __declspec(dllimport)
 #endif

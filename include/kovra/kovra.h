@@ -73,7 +73,8 @@ public:
     KOVRA_API int SetLength(unsigned long length, int = 0);
     KOVRA_API int Lock(long position, int count, int = 0);
     KOVRA_API int UnLock(long position, int count, int = 0);
-    // selector 1: creation time; any other value: time of the last write.
+    // selector 1: creation time; any other value: time of the last write. Times are set from
+    // 1970-01-01 00:00:01 to 30828-09-14 02:48:05 UTC; others are refused (GetLastError: -3).
     KOVRA_API int GetModificationTime(ATL::CTime* time, int selector);
     KOVRA_API int SetModificationTime(const ATL::CTime* time, int selector);
     KOVRA_API CKovra* operator=(long offset);
@@ -81,6 +82,9 @@ public:
     KOVRA_API CKovra* operator-=(long offset);
 
     // --- profile access on the resolved file -------------------------------------------
+    // Sections, keys, values and defaults of up to 32766 characters; numbers need a section
+    // and a key. Doubles read back as written: six decimals, or from about 1e120 on the
+    // shortest exponent form.
     KOVRA_API int WriteProfile(const char* section, const char* key, const char* value, int = 0);
     KOVRA_API int WriteProfile(const char* section, const char* key, long value, int = 0);
     KOVRA_API int WriteProfile(const char* section, const char* key, int value, int = 0);
@@ -114,6 +118,7 @@ public:
     KOVRA_API char* GetShortPathNameA(int = 0);
     KOVRA_API char* GetLongPathNameA(int = 0);
     KOVRA_API int CopyFileA(const char* type, const char* name, int failIfExists, int flags = 0);
+    // Refuses a target that is this object's own file, whatever its name (GetLastError: -4).
     KOVRA_API int AppendFile(const char* type, const char* name, int = 0);
     KOVRA_API unsigned long GetDiskFreeSpaceA(int = 0);
     KOVRA_API int IsNetDrive(int = 0);
@@ -137,8 +142,9 @@ public:
     KOVRA_API static int IsValidClient(const char* client, int = 0);
 
 protected:
-    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name.
-    // flags 1: name is a real path. Returns 1 for a known type, 0 otherwise.
+    // Resolves (type, name) into realFileName (260 bytes); rewrites date fields in name,
+    // which may grow up to its buffer of 260 bytes. flags 1: name is a real path. Returns 1
+    // for a known type, 0 otherwise.
     KOVRA_API int BuildFileName(const char* type, char* name, char* realFileName, int flags);
 
 private:

@@ -3,6 +3,7 @@
 
 #include "file/KovraFileState.h"
 #include "kovra/kovra.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -19,13 +20,13 @@ unsigned int RemoveCarriageReturns(char* bytes, unsigned int count)
     return kept;
 }
 
-// Writes text up to its first NUL (and at most count bytes) with a CR before every LF.
-// The translated bytes go out in chunks; a failure leaves the chunks before it written.
-void WriteTranslated(CFile& file, const char* text, unsigned int count)
+// Writes length bytes of text with a CR before every LF. The translated bytes go out in
+// chunks; a failure leaves the chunks before it written.
+void WriteTranslated(CFile& file, const char* text, size_t length)
 {
     char chunk[kTranslationChunk];
     size_t used = 0;
-    for (unsigned int index = 0; index < count && text[index]; ++index) {
+    for (size_t index = 0; index < length; ++index) {
         if (used + 2 > sizeof chunk) {
             file.Write(chunk, static_cast<UINT>(used));
             used = 0;
@@ -59,10 +60,14 @@ unsigned int CKovra::Write(const void* buffer, unsigned int count, int flags)
     const bool written = Attempt("Write", [&] {
         if (m_pState->m_ulOptions & kOptionAppend)
             file.Seek(0, CFile::end);
-        if ((m_pState->m_ulOptions & kOptionText) && !(flags & 1))
-            WriteTranslated(file, static_cast<const char*>(buffer), count);
-        else
+        if ((m_pState->m_ulOptions & kOptionText) && !(flags & 1)) {
+            // A text-mode buffer is text up to its first NUL, whatever count says; the
+            // caller gets count back all the same.
+            const char* text = static_cast<const char*>(buffer);
+            WriteTranslated(file, text, ReadableTextLength(text));
+        } else {
             file.Write(buffer, count);
+        }
     });
     return written ? count : 0;
 }

@@ -102,8 +102,12 @@ int CKovra::GetModificationTime(ATL::CTime* time, int selector)
 
 int CKovra::SetModificationTime(const ATL::CTime* time, int selector)
 {
+    if (!m_pState)
+        return 0;
+    if (!time || !IsFileTime(*time))  // the platform would keep another time, or none, and say yes
+        return Refuse(*m_pState, kErrorInvalidArgument);
     CFileStatus status;
-    if (!m_pState || !time || !CFile::GetStatus(m_pState->m_szRealFileName, status))
+    if (!CFile::GetStatus(m_pState->m_szRealFileName, status))
         return 0;
     (selector == 1 ? status.m_ctime : status.m_mtime) = *time;
     const bool set = Attempt("SetModificationTime", [&] { CFile::SetStatus(m_pState->m_szRealFileName, status); });

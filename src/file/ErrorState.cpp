@@ -7,6 +7,12 @@
 #include "kovra/kovra.h"
 #include "platform/Text.h"
 
+namespace {
+
+constexpr size_t kReportSize = 1024;
+
+} // namespace
+
 void CKovra::RecordFailure(const CFileException& failure, const char* operation, int retryCount,
                            bool takeMessageAlways)
 {
@@ -30,28 +36,32 @@ int CKovra::GetLastError(int* cause, char* message, int length, int)
         return 0;
     KovraFileState_S& state = *m_pState;
     const char* type = GetFileType();  // "" once Close has dropped the type
-    char report[1024] = "";
+    char report[kReportSize] = "";
     int result = 0;
 
+    // The texts are put together before anything is written: the caller's message buffer
+    // may be one of this object's own texts.
     if (state.m_nCause != 0) {
         result = 1;
+        FormatText(report, sizeof report,
+                   "Kovra : KOVRA_Exception(Type(%s), FileName(%s), RealFileName(%s), Cause(%d), (Msg(%s))", type,
+                   GetFileName(), GetRealFileName(), state.m_nCause, state.m_szMessage);
         if (message && length > 0)
             std::strncpy(message, state.m_szMessage, static_cast<size_t>(length));
         if (cause)
             *cause = state.m_nCause;
-        FormatText(report, sizeof report,
-                   "Kovra : KOVRA_Exception(Type(%s), FileName(%s), RealFileName(%s), Cause(%d), (Msg(%s))", type,
-                   GetFileName(), GetRealFileName(), state.m_nCause, state.m_szMessage);
         state.m_nCause = 0;
     } else if (state.m_nError != 0) {
         result = 1;
-        if (message && length > 0)
-            FormatText(message, static_cast<size_t>(length), "Kovra : KOVRA_ERROR(%s, %s, %s, %d)", type,
-                       GetFileName(), GetRealFileName(), state.m_nError);
-        if (cause)
-            *cause = state.m_nError;
+        char text[kReportSize];
+        FormatText(text, sizeof text, "Kovra : KOVRA_ERROR(%s, %s, %s, %d)", type, GetFileName(), GetRealFileName(),
+                   state.m_nError);
         FormatText(report, sizeof report, "Kovra : KOVRA_ERROR(Type(%s), FileName(%s), RealFileName(%s), Error(%d))",
                    type, GetFileName(), GetRealFileName(), state.m_nError);
+        if (message && length > 0)
+            CopyText(message, static_cast<size_t>(length), text);
+        if (cause)
+            *cause = state.m_nError;
         state.m_nError = 0;
     }
 

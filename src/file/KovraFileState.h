@@ -12,8 +12,10 @@
 // Library error codes of the error field (besides the file layer's causes).
 enum KovraError : int {
     kErrorNone = 0,
-    kErrorUnknownType = -1,  // the file type is not in the table
-    kErrorNameTooLong = -2   // a name or the resolved path doesn't fit 259 characters
+    kErrorUnknownType = -1,      // the file type is not in the table
+    kErrorNameTooLong = -2,      // a name or the resolved path doesn't fit 259 characters
+    kErrorInvalidArgument = -3,  // a missing name or a value the member can't take
+    kErrorSameFile = -4          // the target of AppendFile is the object's own file
 };
 
 struct KovraFileState_S {
@@ -49,6 +51,13 @@ constexpr uint32_t kOptionText = 64;
 
 constexpr uint32_t kOptionsThatOpen = kOptionRead | kOptionReadWrite | kOptionAppend;
 constexpr uint32_t kOptionsThatWrite = kOptionReadWrite | kOptionAppend;
+
+// Records why a member refused its arguments, for GetLastError; gives the failure result 0.
+inline int Refuse(KovraFileState_S& state, KovraError error)
+{
+    state.m_nError = error;
+    return 0;
+}
 
 template <typename Work>
 bool CKovra::Attempt(const char* operation, Work work)

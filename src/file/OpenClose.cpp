@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "context/ThreadInfo.h"
 #include "file/KovraFileState.h"
@@ -70,16 +71,20 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
         const UINT platformFlags = PlatformOpenFlags(options);
         state.m_ulOptions = static_cast<uint32_t>(options);
 
+        // The copy that a new type replaces lives until Open returns: the caller's type and
+        // name may point into it.
+        std::unique_ptr<char, decltype(&std::free)> replacedType(nullptr, &std::free);
         if (!(type && type == state.m_pszType)) {
-            std::free(state.m_pszType);
-            state.m_pszType = _strdup(type ? type : "DFT");
-            if (!state.m_pszType)
+            char* copy = _strdup(type ? type : "DFT");
+            if (!copy)
                 throw std::bad_alloc();
+            replacedType.reset(state.m_pszType);
+            state.m_pszType = copy;
         }
 
         if (parameters) {
             size_t taken = parameters->size < sizeof state.m_openPar ? parameters->size : sizeof state.m_openPar;
-            std::memcpy(&state.m_openPar, parameters, taken);
+            std::memmove(&state.m_openPar, parameters, taken);
         } else {
             std::memset(&state.m_openPar, 0, sizeof state.m_openPar);
         }
@@ -98,6 +103,8 @@ int CKovra::Open(const char* type, const char* name, unsigned long options, Kovr
             if (!result) {
                 state.m_nError = resolution;
                 resolved = false;  // no open on a stale or missing path
+                if (resolution == kErrorNameTooLong)
+                    state.m_szRealFileName[0] = '\0';  // names no file, not the one of an earlier Open
             }
         } else if (!state.m_bTemporary) {
             CreateTemporaryFile();

@@ -30,6 +30,11 @@ const char* LastPart(const char* name)
     return separator ? separator + 1 : name;
 }
 
+bool IsRealPathName(const char* name)
+{
+    return std::strchr(name, ':') || std::strncmp(name, "\\\\", 2) == 0;
+}
+
 PathBuilder& PathBuilder::Add(const char* text, size_t length)
 {
     if (length > kMaxPathChars - m_length) {

@@ -12,6 +12,9 @@ const char* LastDirectory(const char* path);
 // The text after the last backslash, or all of it without one.
 const char* LastPart(const char* name);
 
+// A name that contains a colon or begins with two backslashes is a real path as it stands.
+bool IsRealPathName(const char* name);
+
 // Joins pieces into a path of at most kMaxPathChars; remembers whether everything fit.
 class PathBuilder {
 public:

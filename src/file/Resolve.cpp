@@ -56,11 +56,6 @@ void SubstituteDateFields(char* text)
     }
 }
 
-bool IsLiteralName(const char* name, int flags)
-{
-    return (flags & 1) || std::strchr(name, ':') || std::strncmp(name, "\\\\", 2) == 0;
-}
-
 // The directory rule of each location, joined with the name.
 void BuildByLocation(PathBuilder& path, int location, const ThreadInfo& context, const char* name)
 {
@@ -173,7 +168,7 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
     PathBuilder path;
     if (std::strlen(resolvedName) > kMaxPathChars)
         return kErrorNameTooLong;
-    if (IsLiteralName(resolvedName, flags))
+    if ((flags & 1) || IsRealPathName(resolvedName))
         path.Add(resolvedName);
     else
         BuildByLocation(path, record.location, context, resolvedName);
@@ -205,6 +200,6 @@ int CKovra::BuildFileName(const char* type, char* name, char* realFileName, int 
 {
     if (!m_pState || !name || !realFileName)
         return 0;
-    // The caller's buffer is only known to hold its own text: date fields may not lengthen it.
-    return ResolveName(type, name, std::strlen(name) + 1, realFileName, flags) == 1 ? 1 : 0;
+    // Name buffers hold 260 characters: the date fields may lengthen the caller's text up to that.
+    return ResolveName(type, name, kPathBufferSize, realFileName, flags) == 1 ? 1 : 0;
 }

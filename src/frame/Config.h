@@ -1,8 +1,6 @@
 // Reading the configuration file CKOVRA.INI at start-up.
 #pragma once
 
-#include "kovra/diag.h"
-
 // The first process on the machine: adds the built-in types, reads the general settings
 // and fills the shared file-type table from the type sections. 0 when the file is wrong
 // (the stop box has been shown): the library must not load.

@@ -8,25 +8,6 @@
 
 namespace {
 
-const char* const kLocationWords[] = {"",     "DEFAULT",  "BASE",     "MODULE",       "CLIENT",       "MODULECLIENT",
-                                      "USER", "WKSTA",    "WKSTATMP", "BASEDATA",     "BASEREADONLY", "MODULEREADONLY"};
-const char* const kEncryptionWords[] = {"", "DEFAULT"};
-
-template <size_t N>
-int LookupWord(const char* const (&words)[N], const char* word)
-{
-    for (size_t index = 0; index < N; ++index)
-        if (::lstrcmpiA(words[index], word ? word : "") == 0)
-            return index == 0 ? 1 : static_cast<int>(index);
-    return -1;
-}
-
-template <size_t N>
-const char* WordAt(const char* const (&words)[N], int index)
-{
-    return (index >= 1 && static_cast<size_t>(index) < N) ? words[index] : nullptr;
-}
-
 // Records hold at most 35 characters and their NUL; a longer name never equals one.
 bool NameEquals(const FileType_S& record, const char* name)
 {
@@ -39,26 +20,6 @@ FileType_S* FileTypeTable()
 {
     static FileType_S privateTable[kMaxFileTypes];
     return theApp.m_pFileTypes ? theApp.m_pFileTypes : privateTable;
-}
-
-int LookupLocationWord(const char* word)
-{
-    return LookupWord(kLocationWords, word);
-}
-
-int LookupEncryptionWord(const char* word)
-{
-    return LookupWord(kEncryptionWords, word);
-}
-
-const char* LocationWord(int index)
-{
-    return WordAt(kLocationWords, index);
-}
-
-const char* EncryptionWord(int index)
-{
-    return WordAt(kEncryptionWords, index);
 }
 
 bool FindFileType(const char* name, FileType_S& record)

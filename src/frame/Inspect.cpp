@@ -1,6 +1,9 @@
-// Read-only views of the global state and the shared file-type table.
+// Read-only views of the global state and the shared file-type table, and the check of a
+// configuration file.
 #include <cstring>
 
+#include "frame/CallFrame.h"
+#include "frame/ConfigCheck.h"
 #include "frame/FileTypes.h"
 #include "frame/KovraApp.h"
 #include "kovra/diag.h"
@@ -45,4 +48,9 @@ extern "C" const char* KovraLocationWord(int index)
 extern "C" const char* KovraEncryptionWord(int index)
 {
     return EncryptionWord(index);
+}
+
+extern "C" int KovraCheckConfig(const char* path, KovraConfigProblemFn report, void* context)
+{
+    return RunInCallFrame(-1, [&] { return CheckConfigFile(path, report, context); });
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "frame/Diagnostics.h"
+#include "frame/InstallationPaths.h"
 #include "platform/Text.h"
 #include "tarnel31.h"
 
@@ -12,7 +13,8 @@ __attribute__((section("Shared"), shared)) volatile LONG g_lProcessCount = -1;
 namespace {
 
 // "//CKOVRADIR:<dir>" anywhere in the command line makes <dir> (up to the next '/' or
-// the end) the current directory before the workstation paths are asked for.
+// the end) the current directory before the workstation paths are asked for. A <dir>
+// longer than a path, or one that doesn't exist, leaves the current directory as it is.
 void ApplyDirectoryOption()
 {
     static const char kOption[] = "//CKOVRADIR:";
@@ -22,22 +24,12 @@ void ApplyDirectoryOption()
         return;
     const char* value = found + sizeof kOption - 1;
     size_t length = std::strcspn(value, "/");
-    char directory[kPathBufferSize];
     if (length > kMaxPathChars)
-        length = kMaxPathChars;
+        return;  // cut, it would name another directory
+    char directory[kPathBufferSize];
     std::memcpy(directory, value, length);
     directory[length] = '\0';
     ::SetCurrentDirectoryA(directory);  // a directory that doesn't exist leaves the current one
-}
-
-// Cuts the path right behind the leading backslash of its last "\DAT\".
-void CutBehindLastDataDirectory(char* path)
-{
-    char* last = nullptr;
-    for (char* hit = std::strstr(path, "\\DAT\\"); hit; hit = std::strstr(hit + 1, "\\DAT\\"))
-        last = hit;
-    if (last)
-        last[1] = '\0';
 }
 
 } // namespace

@@ -1,33 +1,16 @@
 // Loading and unloading the library: InitInstance, ExitInstance and the DLL entry.
 #include <windows.h>
 
-#include <cstdlib>
-
 #include "context/ThreadInfo.h"
 #include "frame/Config.h"
+#include "frame/InstallationPaths.h"
 #include "frame/KovraApp.h"
 #include "kovra/kovra.h"
-#include "platform/Text.h"
 
 namespace {
 
 // Set once InitInstance has accepted the load, so that unloading undoes only what was done.
 bool g_bInitialised = false;
-
-// KARVELO-CKOVRAHOME names the directory of CKOVRA.INI; without it the file is DAT\CKOVRA.INI
-// below the base path (the file type "DFT" resolves the relative name there).
-void BuildConfigFileName(char (&name)[kPathBufferSize])
-{
-    const char* home = std::getenv("KARVELO-CKOVRAHOME");
-    if (!home) {
-        CopyText(name, "DAT\\CKOVRA.INI");
-        return;
-    }
-    CopyText(name, home);
-    if (!EndsWithBackslash(name))
-        AppendText(name, "\\");
-    AppendText(name, "CKOVRA.INI");
-}
 
 } // namespace
 

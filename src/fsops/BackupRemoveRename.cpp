@@ -43,9 +43,12 @@ int CKovra::SaveFile(const char* type, const char* directory, const char* extens
     if (!ResolveTarget(type, nameText, name, basePath, nameFlags))
         return 0;  // no backup path: the file stays where it is
 
+    // Close drops the type, and the extension may be a text of this object's own.
+    char extensionText[kPathBufferSize];
+    const bool extensionFits = CopyText(extensionText, extension ? extension : "SAV");
     Close(1);
     char backup[kPathBufferSize];
-    if (!FindFreeBackupPath(basePath, extension ? extension : "SAV", backup))
+    if (!extensionFits || !FindFreeBackupPath(basePath, extensionText, backup))
         return 0;
     MkDirTreeOfParent(backup);
 
@@ -72,9 +75,11 @@ int CKovra::Remove(int)
 
 int CKovra::Rename(const char* type, char* name, int nameFlags)
 {
-    if (!m_pState || !name)
+    if (!m_pState)
         return 0;
     KovraFileState_S& state = *m_pState;
+    if (!name)
+        return Refuse(state, kErrorInvalidArgument);
     char newName[kPathBufferSize];
     char newPath[kPathBufferSize];
     if (!ResolveTarget(type, name, newName, newPath, nameFlags))

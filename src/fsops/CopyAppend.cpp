@@ -23,8 +23,10 @@ void CopyRest(CKovra& source, CKovra& destination)
 
 int CKovra::CopyFileA(const char* type, const char* name, int failIfExists, int flags)
 {
-    if (!m_pState || !name)
+    if (!m_pState)
         return 0;
+    if (!name)
+        return Refuse(*m_pState, kErrorInvalidArgument);
     char destinationName[kPathBufferSize];
     char destination[kPathBufferSize];
     if (!ResolveTarget(type, name, destinationName, destination, flags))
@@ -38,23 +40,32 @@ int CKovra::AppendFile(const char* type, const char* name, int)
 {
     if (!m_pState)
         return 0;
+    if (!name)  // without a name the target would be a new temporary file
+        return Refuse(*m_pState, kErrorInvalidArgument);
     Flush(0);
     CKovra destination(type, name, KOVRA_APPEND, nullptr, 0);
-    if (!destination.IsOpen(0))
+    if (!destination.IsOpen(0)) {
+        if (destination.m_pState && destination.m_pState->m_nError)  // a refused name, reported as by CopyFileA
+            Refuse(*m_pState, static_cast<KovraError>(destination.m_pState->m_nError));
         return 0;
-    int result = 0;
-    if (IsOpen(0)) {
-        Seek(0, CFile::begin, 0);
-        CopyRest(*this, destination);  // leaves this object at its end
-        result = 1;
-    } else {
-        CKovra source(m_pState->m_pszType, GetFileName(), KOVRA_READ, nullptr, 0);
-        if (source.IsOpen(0)) {
-            CopyRest(source, destination);
-            result = 1;
-        }
-        source.Close(0);
     }
+    const bool ownFileOpen = IsOpen(0) != 0;
+    CKovra reader;  // reads the file when this object doesn't hold it open
+    if (!ownFileOpen)
+        reader.Open(m_pState->m_pszType, GetFileName(), KOVRA_READ, nullptr, 0);
+    CKovra& source = ownFileOpen ? *this : reader;
+
+    const bool sameFile = source.IsOpen(0) && source.m_pState->m_pFile->IsSameFile(*destination.m_pState->m_pFile);
+    int result = 0;
+    if (sameFile) {
+        Refuse(*m_pState, kErrorSameFile);  // the copy would read what it appends, without end
+    } else if (source.IsOpen(0)) {
+        if (ownFileOpen)
+            Seek(0, CFile::begin, 0);
+        CopyRest(source, destination);  // leaves an open object at its end
+        result = 1;
+    }
+    reader.Close(0);
     destination.Close(0);
     return result;
 }

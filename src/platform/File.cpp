@@ -360,6 +360,21 @@ void CFile::Abort() noexcept
     m_szFileName[0] = '\0';
 }
 
+bool CFile::IsSameFile(const CFile& other) const noexcept
+{
+    BY_HANDLE_FILE_INFORMATION mine;
+    BY_HANDLE_FILE_INFORMATION theirs;
+    if (::GetFileInformationByHandle(m_hFile, &mine) && ::GetFileInformationByHandle(other.m_hFile, &theirs))
+        return mine.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
+               mine.nFileIndexHigh == theirs.nFileIndexHigh && mine.nFileIndexLow == theirs.nFileIndexLow;
+    char myPath[kPathBufferSize];
+    char theirPath[kPathBufferSize];
+    DWORD myLength = ::GetFullPathNameA(m_szFileName, sizeof myPath, myPath, nullptr);
+    DWORD theirLength = ::GetFullPathNameA(other.m_szFileName, sizeof theirPath, theirPath, nullptr);
+    return myLength > 0 && myLength < sizeof myPath && theirLength > 0 && theirLength < sizeof theirPath &&
+           ::lstrcmpiA(myPath, theirPath) == 0;
+}
+
 bool CFile::GetStatus(const char* path, CFileStatus& status) noexcept
 {
     WIN32_FILE_ATTRIBUTE_DATA data;

@@ -10,6 +10,15 @@
 constexpr size_t kMaxPathChars = 259;  // the longest name or path the library handles
 constexpr size_t kPathBufferSize = kMaxPathChars + 1;
 
+// The time stamps that a file's status takes: from 1970-01-01 00:00:01 UTC (the status
+// writer reads a time of 0 as "leave it") to 30828-09-14 02:48:05 UTC, the last second
+// that a FILETIME holds.
+constexpr __time64_t kLatestFileTime = 910692730085;
+inline bool IsFileTime(const ATL::CTime& time) noexcept
+{
+    return time.GetTime() >= 1 && time.GetTime() <= kLatestFileTime;
+}
+
 class CFileException {
 public:
     // The cause numbers are part of the library's interface: callers store and compare them.
@@ -99,6 +108,10 @@ public:
     void Abort() noexcept;
 
     const char* GetFilePath() const noexcept { return m_szFileName; }
+
+    // True when both hold the same file open, whatever names they reached it by (links
+    // included); without the platform's file identity, when their full paths are the same.
+    bool IsSameFile(const CFile& other) const noexcept;
 
     // Status by path: false when nothing exists under the path.
     static bool GetStatus(const char* path, CFileStatus& status) noexcept;

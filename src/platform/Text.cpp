@@ -1,28 +1,61 @@
 #include "platform/Text.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <cstring>
+
+namespace {
+
+// Puts source behind the first `used` characters of destination. The source is measured
+// before anything is written and moved rather than copied: it may lie in the destination.
+bool PutText(char* destination, size_t size, size_t used, const char* source) noexcept
+{
+    const char* text = source ? source : "";
+    size_t length = std::strlen(text);
+    size_t room = size - 1 - used;
+    size_t taken = length < room ? length : room;
+    std::memmove(destination + used, text, taken);
+    destination[used + taken] = '\0';
+    return taken == length;
+}
+
+bool IsReadable(const MEMORY_BASIC_INFORMATION& region) noexcept
+{
+    const DWORD readable = PAGE_READONLY | PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READ |
+                           PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
+    return region.State == MEM_COMMIT && (region.Protect & readable) && !(region.Protect & PAGE_GUARD);
+}
+
+} // namespace
 
 bool CopyText(char* destination, size_t size, const char* source) noexcept
 {
     if (!destination || size == 0)
         return false;
-    destination[0] = '\0';
-    return AppendText(destination, size, source);
+    return PutText(destination, size, 0, source);
 }
 
 bool AppendText(char* destination, size_t size, const char* source) noexcept
 {
     if (!destination || size == 0)
         return false;
-    size_t used = strnlen(destination, size - 1);
-    const char* text = source ? source : "";
-    size_t length = std::strlen(text);
-    size_t room = size - 1 - used;
-    size_t taken = length < room ? length : room;
-    std::memcpy(destination + used, text, taken);
-    destination[used + taken] = '\0';
-    return taken == length;
+    return PutText(destination, size, strnlen(destination, size - 1), source);
+}
+
+size_t ReadableTextLength(const char* text) noexcept
+{
+    size_t length = 0;
+    MEMORY_BASIC_INFORMATION region;
+    while (text && ::VirtualQuery(text + length, &region, sizeof region) && IsReadable(region)) {
+        const char* regionEnd = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
+        const size_t readable = static_cast<size_t>(regionEnd - (text + length));
+        const size_t found = strnlen(text + length, readable);
+        length += found;
+        if (found < readable)
+            break;
+    }
+    return length;
 }
 
 bool FormatTextV(char* destination, size_t size, const char* format, va_list arguments) noexcept

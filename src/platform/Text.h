@@ -1,6 +1,8 @@
 // Bounded text operations on fixed buffers. Every copy into a fixed buffer of the
 // library goes through these: they never write past the buffer, always terminate
 // it, treat a null source as the empty text and tell whether the text fit whole.
+// CopyText and AppendText take a source that lies in the destination itself (a
+// caller may hand an object its own text back).
 #pragma once
 
 #include <cstdarg>
@@ -40,6 +42,10 @@ bool EnsureTrailingBackslash(char (&destination)[N]) noexcept
 }
 
 bool EndsWithBackslash(const char* text) noexcept;
+
+// The length of a text that a caller promises ends in a NUL, measured without reading
+// past the memory this process may read: without a NUL the text ends there. 0 for null.
+size_t ReadableTextLength(const char* text) noexcept;
 
 // The empty text that members return where they have no buffer of their own to point into.
 char* EmptyText() noexcept;

@@ -1,6 +1,8 @@
-// The command-line tool kovra.exe against a prepared installation: the output and exit
-// code of every command, each run a process of its own.
+// The command-line tool kovra.exe, with a prepared installation and without one: the output
+// and exit code of every command, each run a process of its own.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "Installation.h"
 
@@ -30,9 +32,23 @@ struct Site : Installation {
             ProgramRun run = Run(command.arguments);
             EXPECT_EQ(command.exitCode, run.exitCode) << command.arguments;
             EXPECT_EQ(command.output, run.lines) << command.arguments;
+            EXPECT_EQ(Lines{}, run.boxes) << command.arguments;
         }
     }
 };
+
+// What the tool says when the library would find no configuration file.
+Lines NoConfiguration(const std::string& failure, const std::string& home, const std::string& workstation,
+                      const std::string& temporary)
+{
+    return {"kovra: no configuration: " + failure,
+            "  The library reads CKOVRA.INI from the directory that KARVELO-CKOVRAHOME names, or",
+            "  else from DAT\\ below the installation's base path, the workstation directory up to",
+            "  its last \\DAT\\. These variables point it to an installation:",
+            "    KARVELO-CKOVRAHOME  " + home,
+            "    TARNEL31_WKSTA      " + workstation,
+            "    TARNEL31_WKSTATMP   " + temporary};
+}
 
 TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
 {
@@ -76,6 +92,62 @@ TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
     EXPECT_EQ(0, help.exitCode);
     EXPECT_EQ("Usage: kovra COMMAND [ARGUMENTS]", help.lines.at(0));
     EXPECT_NE(std::string::npos, help.output.find("  check-config  check a configuration file, line by line\r\n"));
+}
+
+// Help and check-config need no installation; the other commands read their arguments and
+// then say where the library would look for its configuration, without loading it.
+TEST(Cli, WithoutAnInstallationTheToolHelpsChecksAndSaysWhereItLooked)
+{
+    Site site("CLINONE");
+    const std::string config = site.ConfigDirectory() + "\\CKOVRA.INI", empty = site.Root() + "EMPTY";
+    MakeDirectories(empty);
+    char computer[MAX_COMPUTERNAME_LENGTH + 1] = "";
+    DWORD size = sizeof computer;
+    ::GetComputerNameA(computer, &size);
+    const std::string defaultWorkstation = "C:\\KOVRA\\DAT\\" + std::string(computer) + "\\";
+    const std::string defaultConfig = "C:\\KOVRA\\DAT\\CKOVRA.INI";
+    const std::vector<EnvVar> none = {
+        {"TARNEL31_WKSTA", "", true}, {"TARNEL31_WKSTATMP", "", true}, {"KARVELO-CKOVRAHOME", "", true}};
+    const std::vector<EnvVar> emptyHome = {
+        {"TARNEL31_WKSTA", site.Base() + "DAT\\WS1"}, {"TARNEL31_WKSTATMP", "", true}, {"KARVELO-CKOVRAHOME", empty}};
+    struct Case {
+        const std::vector<EnvVar>& environment;
+        std::string arguments;
+        int exitCode;
+        Lines leading;  // the first lines of its output
+    } const cases[] = {
+        {none, "--help", 0, {"Usage: kovra COMMAND [ARGUMENTS]"}},
+        {none, "resolve --help", 0, {"Usage: kovra resolve TYPE NAME [--user U] [--client C] [--module DIR]"}},
+        {none, "resolve DFT", 2, {"kovra resolve: too few arguments"}},
+        {none, "check-config " + config, 0, {config + ": no problems"}},
+        {none, "resolve DFT A.TXT", 1,
+         NoConfiguration(PathExists("C:\\KOVRA\\DAT") ? defaultConfig + " was not found."
+                                                     : "All or part of the path " + defaultConfig + " is invalid.",
+                         "(not set)", "(not set: the workstation directory is " + defaultWorkstation + ")",
+                         "(not set: its temporary directory is " + defaultWorkstation + "TMP\\)")},
+        {emptyHome, "types", 1,
+         NoConfiguration(empty + "\\CKOVRA.INI was not found.", empty, site.Base() + "DAT\\WS1",
+                         "(not set: its temporary directory is " + site.Workstation() + "TMP\\)")},
+    };
+    for (const Case& test : cases) {
+        const ProgramRun run = RunProgram("kovra.exe", test.environment, test.arguments);
+        EXPECT_EQ(test.exitCode, run.exitCode) << test.arguments;
+        EXPECT_EQ(Lines{}, run.boxes) << test.arguments;
+        const size_t compared = std::min(test.leading.size(), run.lines.size());
+        EXPECT_EQ(test.leading, Lines(run.lines.begin(), run.lines.begin() + compared)) << test.arguments;
+    }
+    // A file named without its directory is checked where it lies, its keys included.
+    WriteFileBytes(site.Root() + "WRONG.INI", "[ARC]\r\nLocation=ARCHIVE\r\n");
+    EXPECT_EQ((Lines{"WRONG.INI:2: unknown location word 'ARCHIVE' for [ARC]", "WRONG.INI: 1 problem"}),
+              RunProgram("kovra.exe", none, "check-config WRONG.INI", site.Root()).lines);
+    // A wrong configuration stops the library at its own box; the tool then says that it didn't load.
+    site.WriteConfig({"[ARC]", "Location=ARCHIVE"});
+    const ProgramRun refused = site.Run("types");
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(Lines{"Kovra|CKOVRA.INI wrong, (ARC,ARCHIVE,,)"}, refused.boxes);
+    EXPECT_EQ((Lines{"kovra: kovra.dll didn't load: DLL initialization failed.",
+                     "  kovra check-config lists the problems of CKOVRA.INI."}),
+              refused.lines);
 }
 
 TEST(Cli, FileAndProfileCommands)

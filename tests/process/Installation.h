@@ -53,9 +53,9 @@ struct ProgramRun {
 
 // Runs a program beside the tests to its end, reading and dismissing its message boxes.
 inline ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& environment,
-                             const std::string& arguments = "")
+                             const std::string& arguments = "", const std::string& workingDirectory = "")
 {
-    ChildProcess process(Quote(ProgramPath(name)) + " " + arguments, environment);
+    ChildProcess process(Quote(ProgramPath(name)) + " " + arguments, environment, workingDirectory);
     BoxWatcher watcher(process.Id());
     ProgramRun run;
     run.exitCode = process.Wait();

@@ -69,6 +69,17 @@ TEST(Startup, ThePathsComeFromTheWorkstationDirectoryAndTheDirectoryOption)
     EXPECT_EQ(work, relative.Value("CWD"));
     EXPECT_EQ("REL\\", relative.Value("BASE"));
     EXPECT_EQ("48", relative.Value("OPTION"));
+
+    // A directory that doesn't exist, or a value longer than 259 characters whose first 259
+    // name the directory WORK, leave the current directory (the probe inherits this one's).
+    std::string detour = work;
+    while (detour.size() + 2 <= 259)
+        detour += "\\.";
+    detour.resize(259, '\\');
+    char current[MAX_PATH] = "";
+    ::GetCurrentDirectoryA(sizeof current, current);
+    for (const std::string& directory : {installation.Root() + "NOWHERE", detour + "MORE"})
+        EXPECT_EQ(current, probe("C:\\APP\\DAT\\WS01", "//CKOVRADIR:" + directory).Value("CWD")) << directory;
 }
 
 TEST(Startup, WithoutTheSharedBlockAProcessWorksWithATableOfItsOwn)

@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -55,16 +56,25 @@ void RemoveTree(const std::string& path)
         return;
     }
     std::string base = path.back() == '\\' ? path : path + "\\";
-    WIN32_FIND_DATAA entry;
-    HANDLE search = ::FindFirstFileA((base + "*").c_str(), &entry);
-    if (search != INVALID_HANDLE_VALUE) {
-        do {
-            if (std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0)
-                RemoveTree(base + entry.cFileName);
-        } while (::FindNextFileA(search, &entry));
-        ::FindClose(search);
-    }
+    for (const std::string& entry : Entries(base))
+        RemoveTree(base + entry);
     ::RemoveDirectoryA(path.c_str());
+}
+
+std::vector<std::string> Entries(const std::string& directory)
+{
+    std::vector<std::string> names;
+    WIN32_FIND_DATAA entry;
+    HANDLE search = ::FindFirstFileA((directory + (directory.back() == '\\' ? "*" : "\\*")).c_str(), &entry);
+    if (search == INVALID_HANDLE_VALUE)
+        return names;
+    do {
+        if (std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0)
+            names.push_back(entry.cFileName);
+    } while (::FindNextFileA(search, &entry));
+    ::FindClose(search);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::vector<std::string> SplitLines(const std::string& text)

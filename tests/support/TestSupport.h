@@ -21,6 +21,7 @@ void WriteFileBytes(const std::string& path, const std::string& bytes);  // make
 bool PathExists(const std::string& path);
 void MakeDirectories(const std::string& directory);
 void RemoveTree(const std::string& path);
+std::vector<std::string> Entries(const std::string& directory);  // names in it, sorted, without . and ..
 std::vector<std::string> SplitLines(const std::string& text);  // on LF, each line without CR LF
 std::string DirectoryOf(const std::string& path);              // with its trailing backslash
 std::string ProgramDirectory();                                // of the running program

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -66,10 +67,22 @@ TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
     EXPECT_EQ(3u, file.WriteString("abc", 1));  // flags 1: none
     EXPECT_EQ(4u, file.WriteString("a\nb"));    // a text with a line feed gets none
     EXPECT_EQ(3u, file.Write("\nz\n", 3));      // Write answers with the count it was given
+    EXPECT_EQ(2u, file.Write("hello\n", 2));    // ... but the text runs to its NUL
+    EXPECT_EQ(4u, file.Write("a\0b\n", 4));
     EXPECT_EQ(2u, file.Write("\n\n", 2, 1));    // flags 1: raw
     const std::string longText(5000, 'y');      // beyond any fixed buffer; no line end added
+    EXPECT_EQ(1u, file.Write((longText + "\n").c_str(), 1));
     EXPECT_EQ(5007u, file.Printf(0, "%d\n%s%d\n", 5, longText.c_str(), 42));
-    const std::string text = "abc\r\nabca\r\nb\r\nz\r\n\n\n5\r\n" + longText + "42\r\n";
+    // A block without a NUL ends where the readable memory ends: here with its page.
+    SYSTEM_INFO system;
+    ::GetSystemInfo(&system);
+    char* page = static_cast<char*>(::VirtualAlloc(nullptr, system.dwPageSize, MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_NE(nullptr, page);
+    std::memset(page, 'q', system.dwPageSize);
+    EXPECT_EQ(1u, file.Write(page + system.dwPageSize - 3, 1));
+    ::VirtualFree(page, 0, MEM_RELEASE);
+    const std::string text = "abc\r\nabca\r\nb\r\nz\r\nhello\r\na\n\n" + longText + "\r\n5\r\n" + longText +
+                             "42\r\nqqq";
     // Without the text option nothing is translated; in append mode every write goes to the end.
     ASSERT_EQ(1, file.Open("T_BASE", "BT_WRITE\\F.TXT", KOVRA_APPEND));
     file.Seek(1, 0);

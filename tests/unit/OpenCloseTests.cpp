@@ -104,6 +104,33 @@ TEST(OpenClose, SharingModesBetweenTwoObjectsAndTheRetryOfAViolation)
     EXPECT_EQ(1, other.Open("T_BASE", name, KOVRA_APPEND));
 }
 
+// Texts that an object hands out may come back as its arguments, whole or in part.
+TEST(OpenClose, AnObjectTakesItsOwnTextsBackAsArguments)
+{
+    ScratchDirectory directory(kBase + "OC_OWN");
+    CKovra file("T_BASE", "OC_OWN\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(1, file.IsOpen());
+    EXPECT_EQ(1, file.Open(file.GetFileType(), file.GetFileName(), KOVRA_READWRITE));  // the file, not its directory
+    EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
+    EXPECT_EQ(kBase + "F.TXT", std::string(file.GetRealFileName("T_USER", file.GetFileName())));
+    EXPECT_EQ(1, file.Open("T_BASE", file.GetFileName() + 7, KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(kBase + "F.TXT", file.GetRealFileName());
+    // A type and a name inside the type that the Open replaces.
+    ASSERT_EQ(1, CKovra::AddFileType("XT_BASE", 2, 1));
+    file.Open("XT_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
+    EXPECT_EQ(1, file.Open(file.GetFileType() + 1, file.GetFileType(), KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ("T_BASE " + kBase + "XT_BASE", std::string(file.GetFileType()) + " " + file.GetRealFileName());
+    // SaveFile's extension outlives the type that its Close drops.
+    file.Open("T_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
+    EXPECT_EQ(1, file.SaveFile(nullptr, "OC_OWN", file.GetFileType()));
+    const std::string backup = directory / (CurrentUtcDate("%y%m%d") + "01.T_BASE");
+    EXPECT_EQ(backup, file.GetRealFileName());
+    // GetLastError's message written over the real file name that it reports.
+    EXPECT_EQ(0, file.Open("NOPE", "G.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(1, file.GetLastError(nullptr, file.GetRealFileName(), 260));
+    EXPECT_EQ("Kovra : KOVRA_ERROR(NOPE, G.TXT, " + backup + ", -1)", file.GetRealFileName());
+}
+
 TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
 {
     SYSTEMTIME now;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,30 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
     EXPECT_EQ(date.substr(2) + "_%d%X", std::string(file.GetFileName()));
 }
 
+// BuildFileName, open to derived classes, rewrites the caller's name buffer of 260 bytes.
+struct NameBuilder : CKovra {
+    using CKovra::BuildFileName;
+};
+
+TEST(Resolve, BuildFileNameHandsBackTheLengthenedName)
+{
+    const std::string date = CurrentUtcDate("%Y%m%d");
+    NameBuilder builder;
+    char name[260] = "LOG%Y%M%D.TXT";
+    char real[260] = "";
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 0));
+    EXPECT_EQ("LOG" + date + ".TXT", std::string(name));
+    EXPECT_EQ(kBase + "LOG" + date + ".TXT", std::string(real));
+    const std::string fits = std::string(255, 'N') + "%Y";  // 259 characters with the year
+    std::strcpy(name, fits.c_str());
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 1));
+    EXPECT_EQ(std::string(255, 'N') + date.substr(0, 4), std::string(name));
+    EXPECT_EQ(std::string(name), std::string(real));
+    std::strcpy(name, ("N" + fits).c_str());  // one more doesn't fit: the name stays as it is
+    EXPECT_EQ(0, builder.BuildFileName("T_BASE", name, real, 1));
+    EXPECT_EQ("N" + fits, std::string(name));
+}
+
 TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
 {
     ScratchDirectory directory(kBase + "ERR");
@@ -127,10 +152,10 @@ TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
     EXPECT_EQ(1, file.Open("T_BASE", fits.c_str(), KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(0, file.Open("T_BASE", (fits + "N").c_str(), KOVRA_READWRITE));
     EXPECT_FALSE(PathExists(kBase + fits));
-    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + fits + "N, " + kBase + fits + ", -2)", Failure(file));
-    // A name that doesn't fit isn't stored: GetFileName then shows the (stale) real path.
+    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + fits + "N, , -2)", Failure(file));  // names no file
+    // A name that doesn't fit isn't stored either.
     EXPECT_EQ(0, file.Open("NOPE", std::string(260, 'N').c_str(), KOVRA_READWRITE, nullptr, 1));
-    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(NOPE, " + kBase + fits + ", " + kBase + fits + ", -2)", Failure(file));
+    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(NOPE, , , -2)", Failure(file));
 }
 
 TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAndAtMost35Characters)

@@ -38,6 +38,7 @@ struct Command {
     std::vector<std::string> valueOptions;
     std::vector<std::string> switchOptions;
     Handler run;
+    bool loadsLibrary = true;  // false: it runs without kovra.dll
 };
 
 // ---- helpers (Output.cpp) -----------------------------------------------------------------------
@@ -71,7 +72,12 @@ int RunRemove(const Arguments& arguments);
 int RunFind(const Arguments& arguments);
 int RunProfile(const Arguments& arguments);
 
-// The configuration file that this process's library read at load.
+// ---- the installation (Installation.cpp) ---------------------------------------------------
+
+// The configuration file that the library reads (or read) in this process.
 std::string ConfigurationFileInForce();
+// Loads kovra.dll, unless it would find no configuration file: that is then explained on
+// stderr. False when the library isn't loaded.
+bool LoadKovraLibrary();
 
 } // namespace kovracli

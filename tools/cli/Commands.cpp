@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Cli.h"
+#include "frame/ConfigCheck.h"
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
 
@@ -69,14 +70,6 @@ std::string WordOrNumber(const char* word, int value)
     return word ? word : std::to_string(value);
 }
 
-// The base path as the library first derives it: the workstation directory up to its
-// last "\DAT\", or all of it.
-std::string DerivedBasePath(const std::string& workstation)
-{
-    size_t data = workstation.rfind("\\DAT\\");
-    return data == std::string::npos ? workstation : workstation.substr(0, data + 1);
-}
-
 void ReportProblem(void* file, int line, const char* problem)
 {
     const std::string& name = *static_cast<const std::string*>(file);
@@ -115,20 +108,6 @@ void WaitForEnter()
 }
 
 } // namespace
-
-std::string ConfigurationFileInForce()
-{
-    const char* home = std::getenv("KARVELO-CKOVRAHOME");
-    if (home) {
-        std::string directory = home;
-        if (directory.empty() || directory.back() != '\\')
-            directory += '\\';
-        return directory + "CKOVRA.INI";
-    }
-    KovraSettings_S settings = {};
-    KovraGetSettings(&settings);
-    return DerivedBasePath(settings.wkstaPath) + "DAT\\CKOVRA.INI";
-}
 
 int RunResolve(const Arguments& arguments)
 {
@@ -178,7 +157,7 @@ int RunSettings(const Arguments&)
 int RunCheckConfig(const Arguments& arguments)
 {
     std::string file = arguments.positional.empty() ? ConfigurationFileInForce() : arguments.positional[0];
-    int problems = KovraCheckConfig(file.c_str(), &ReportProblem, &file);
+    int problems = CheckConfigFile(file.c_str(), &ReportProblem, &file);
     std::fflush(stdout);
     if (problems < 0)
         return Complain("can't read " + file);

@@ -45,9 +45,10 @@ const Command kCommands[] = {
      "Reads FILE the way the first process reads CKOVRA.INI and reports every problem\n"
      "with its line number: unknown keys and location or encryption words, BaseType\n"
      "chains that end nowhere or loop, type names longer than 35 characters, repeated\n"
-     "sections, values that aren't numbers. FILE defaults to the configuration file in\n"
-     "force. Exit status 0 without problems, 1 with some.\n",
-     0, 1, {}, {}, &RunCheckConfig},
+     "sections, values that aren't numbers. FILE defaults to the configuration file that\n"
+     "the library reads. The check loads no library, so it works before an installation\n"
+     "is set up. Exit status 0 without problems, 1 with some.\n",
+     0, 1, {}, {}, &RunCheckConfig, false},
     {"cat", "cat TYPE NAME [--text] [context options]", "write a file to the standard output",
      "Writes the file's bytes to the standard output. With --text the library turns its\n"
      "CR LF line ends into LF.\n",
@@ -110,7 +111,8 @@ void PrintToolHelp(FILE* stream)
                "       kovra COMMAND --help\n"
                "\n"
                "Works on the files of an installation by file type and name, through kovra.dll,\n"
-               "with the environment and CKOVRA.INI that the library finds.\n"
+               "with the environment and CKOVRA.INI that the library finds. Where it would find\n"
+               "no CKOVRA.INI, the tool says where it looked instead of loading the library.\n"
                "\n"
                "Commands:\n",
                stream);
@@ -191,5 +193,7 @@ int main(int argc, char** argv)
     int exitCode = kExitOk;
     if (!Parse(*command, argc, argv, arguments, exitCode))
         return exitCode;
+    if (command->loadsLibrary && !LoadKovraLibrary())
+        return kExitFailure;
     return command->run(arguments);
 }

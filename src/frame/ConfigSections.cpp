@@ -1,4 +1,4 @@
-#include "frame/ConfigReader.h"
+#include "frame/ConfigSections.h"
 
 #include <windows.h>
 
