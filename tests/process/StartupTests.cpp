@@ -249,7 +249,7 @@ TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
     });
 }
 
-TEST(Config, MalformedFilesGiveTheirSpecifiedResult)
+TEST(Config, LongLinesBinaryBytesBrokenHeadersAndOverfullTables)
 {
     // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
     // piece that starts with '[' can.
