@@ -1,8 +1,9 @@
 #!/bin/bash
 # Builds and runs the benchmark under wine for i686 (the product) and x86_64: every road
-# of the library against the platform sequence that it stands on, and how the cost grows
-# with thread bindings, directory sizes and the file-type table. Each target works in an
-# installation of its own on drive B: of its wine prefix. bench/RESULTS.md explains a run.
+# of the library against the platform sequence that it stands on, how the cost grows with
+# thread bindings, directory sizes and the file-type table, and the first process's load
+# with large configurations. Each target works in installations of its own on drive B: of
+# its wine prefix. bench/RESULTS.md explains a run.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -10,7 +11,7 @@ kovra_install_packages
 
 bench_target() {
   local target=$1
-  kovra_build "$target" -- kovra_bench kovra_bench_load
+  kovra_build "$target" -- kovra_bench kovra_bench_load kovra_config_load
   local build="$KOVRA_ROOT/build/$target"
   kovra_wine_up "$build"
   local install="$build/fixtures/b"
@@ -21,6 +22,7 @@ bench_target() {
   "$WINE" "$build/bin/kovra_bench.exe" || status=1
   # Run after the roads have ended: every process it starts must be the library's first.
   "$WINE" "$build/bin/kovra_bench_load.exe" 'B:\LOAD' || status=1
+  "$WINE" "$build/bin/kovra_config_load.exe" 'B:\CONFLOAD' || status=1
   kovra_wine_down
 }
 

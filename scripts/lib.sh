@@ -104,10 +104,10 @@ kovra_wine_up() {
     "$WINESERVER" -k >/dev/null 2>&1 || true  # a fresh persistent server follows
   fi
   # Drive letters of the test fixtures: X: unit, L: logging, M: message boxes, P: processes,
-  # R: the read-only area, D: the demo, B: the benchmark, F: the fault walk.
-  # Q: must stay unassigned.
+  # R: the read-only area, D: the demo, B: the benchmark, F: the fault walk, S: the stress
+  # program. Q: must stay unassigned.
   local drive
-  for drive in x l m p r d b f; do
+  for drive in x l m p r d b f s; do
     mkdir -p "$build/fixtures/$drive"
     ln -sfn "$build/fixtures/$drive" "$WINEPREFIX/dosdevices/$drive:"
   done

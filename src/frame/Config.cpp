@@ -1,9 +1,10 @@
 // CKOVRA.INI: the general settings of [DefaultSettings] and one section per file type.
-// The file is read through a CKovra object: sections are found line by line, keys
-// through the platform's private-profile service.
+// The file is read through a CKovra object: the general settings through the platform's
+// private-profile service, the type sections from the file's text in one pass.
 #include "frame/Config.h"
 
 #include <cstdlib>
+#include <string>
 
 #include "file/PathParts.h"
 #include "frame/CallFrame.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr char kSettingsSection[] = "DefaultSettings";
 constexpr int kValueSize = 1024;
+constexpr unsigned int kReadBlockBytes = 64 * 1024;
 constexpr DWORD kLaterProcessPause = 1000;
 constexpr int kLaterProcessAttempts = 3;
 
@@ -69,30 +71,47 @@ void ReadGeneralSettings(CKovra& config)
 
 // ---- type sections ------------------------------------------------------------------------
 
-void ShowWrongConfiguration(const TypeSection& type)
+// The whole file through the open object: the sections are found in its lines and the
+// type keys read from its text in one pass, rather than one look into the file per key.
+std::string ReadWholeFile(CKovra& config)
+{
+    std::string bytes;
+    for (;;) {
+        const size_t used = bytes.size();
+        bytes.resize(used + kReadBlockBytes);
+        const unsigned int read = config.Read(&bytes[used], kReadBlockBytes, 0);
+        bytes.resize(used + read);
+        if (read == 0)
+            return bytes;  // the end, or a failed read that the object has recorded
+    }
+}
+
+void ShowWrongConfiguration(const std::string& name, const TypeWords& words)
 {
     char text[512];
-    FormatText(text, sizeof text, "CKOVRA.INI wrong, (%s,%s,%s,%s)", type.name.c_str(), type.location,
-               type.encryption, type.base);
+    FormatText(text, sizeof text, "CKOVRA.INI wrong, (%s,%s,%s,%s)", name.c_str(), words.location.c_str(),
+               words.encryption.c_str(), words.base.c_str());
     ShowMessageBox(text, MB_OK | MB_ICONSTOP);  // shown whatever the option bits say
 }
 
-int ReadTypeSections(CKovra& config)
+int ReadTypeSections(const std::string& bytes)
 {
+    const ProfileSections sections(bytes);
+    TypeChains chains(sections);
     int result = 1;
-    ForEachLine(config, [&](const char* line, int) {
-        TypeSection type;
-        if (!ParseSectionHeader(line, type.name))
+    ForEachConfigLine(bytes, [&](const std::string& line, int) {
+        std::string name;
+        if (!ParseSectionHeader(line, name))
             return true;
-        ReadTypeWords(config, type);
-        int location = LookupLocationWord(type.location);
-        int encryption = LookupEncryptionWord(type.encryption);
-        if (type.loops || location < 0 || encryption < 0) {
-            ShowWrongConfiguration(type);
+        const TypeWords words = chains.Resolve(name);
+        const int location = LookupLocationWord(words.location.c_str());
+        const int encryption = LookupEncryptionWord(words.encryption.c_str());
+        if (words.loops || location < 0 || encryption < 0) {
+            ShowWrongConfiguration(name, words);
             result = 0;
             return false;
         }
-        CKovra::AddFileType(type.name.c_str(), location, encryption, 0);  // a name too long stays unknown
+        CKovra::AddFileType(name.c_str(), location, encryption, 0);  // a name too long stays unknown
         return true;
     });
     return result;
@@ -110,9 +129,9 @@ int ReadConfigurationFirstProcess(const char* fileName)
         if (!config.IsOpen())
             return 1;  // the defaults and the built-in types
         ReadGeneralSettings(config);
-        int result = ReadTypeSections(config);
+        const std::string bytes = ReadWholeFile(config);
         config.Close(0);
-        return result;
+        return ReadTypeSections(bytes);
     });
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,59 +17,21 @@ namespace {
 
 constexpr UINT kReadBlock = 4096;
 
-// The text of a configuration file, handed out line by line as CKovra's ReadString does
-// without the text option, and its keys through the platform's private-profile service.
-class ConfigText {
-public:
-    bool Read(const char* path)
-    {
-        // The profile service takes a name without a directory from the Windows directory.
-        DWORD length = ::GetFullPathNameA(path, sizeof m_path, m_path, nullptr);
-        if (length == 0 || length >= sizeof m_path)
-            return false;
-        CFile file;
-        if (!file.Open(m_path, CFile::modeRead | CFile::shareDenyNone | CFile::modeNoInherit, nullptr))
-            return false;
-        try {
-            char block[kReadBlock];
-            for (UINT read = file.Read(block, kReadBlock); read > 0; read = file.Read(block, kReadBlock))
-                m_text.append(block, read);
-        } catch (const CFileException&) {
-            return false;
-        }
-        return true;
+// The file's bytes, or false when it can't be read.
+bool ReadFileBytes(const char* path, std::string& bytes)
+{
+    CFile file;
+    if (!file.Open(path, CFile::modeRead | CFile::shareDenyNone | CFile::modeNoInherit, nullptr))
+        return false;
+    try {
+        char block[kReadBlock];
+        for (UINT read = file.Read(block, kReadBlock); read > 0; read = file.Read(block, kReadBlock))
+            bytes.append(block, read);
+    } catch (const CFileException&) {
+        return false;
     }
-
-    // The next line with its line end, or its next size characters; 0 when the text ended it.
-    int ReadString(char* buffer, unsigned int size, unsigned int* length, int)
-    {
-        unsigned int stored = 0;
-        int result = 1;
-        while (stored < size) {
-            if (m_position == m_text.size()) {
-                result = 0;
-                break;
-            }
-            buffer[stored] = m_text[m_position++];
-            if (buffer[stored++] == '\n')
-                break;
-        }
-        buffer[stored] = '\0';
-        *length = stored;
-        return result;
-    }
-
-    int GetProfile(const char* section, const char* key, const char* defaultText, char* buffer, int size, int)
-    {
-        return static_cast<int>(
-            ::GetPrivateProfileStringA(section, key, defaultText, buffer, static_cast<DWORD>(size), m_path));
-    }
-
-private:
-    char m_path[kPathBufferSize] = "";
-    std::string m_text;
-    size_t m_position = 0;
-};
+    return true;
+}
 
 struct SectionLines {
     std::string name;
@@ -82,11 +45,19 @@ class ConfigChecker {
 public:
     ConfigChecker(KovraConfigProblemFn report, void* context) : m_report(report), m_context(context) {}
 
-    int Check(ConfigText& config)
+    int Check(const std::string& bytes)
     {
-        ScanLines(config);
-        for (size_t index = 0; index < m_sections.size(); ++index)
-            CheckType(config, index);
+        const ProfileSections sections(bytes);
+        TypeChains chains(sections);
+        ScanLines(bytes);
+        std::map<int, size_t> firstOfSection;  // profile section -> first header reading it
+        for (size_t index = 0; index < m_sections.size(); ++index) {
+            const int section = sections.Find(ProfileSections::FoldedName(m_sections[index].name));
+            auto first = firstOfSection.emplace(section, index).first;
+            if (section >= 0 && first->second != index)
+                ReportRepeat(m_sections[index], m_sections[first->second]);
+            CheckType(m_sections[index], chains.Resolve(m_sections[index].name));
+        }
         return m_problems;
     }
 
@@ -98,20 +69,12 @@ private:
             m_report(m_context, line, text.c_str());
     }
 
-    const SectionLines* FindSection(const std::string& name, size_t before) const
-    {
-        for (size_t index = 0; index < before && index < m_sections.size(); ++index)
-            if (SameSectionName(m_sections[index].name, name))
-                return &m_sections[index];
-        return nullptr;
-    }
-
-    void ScanLines(ConfigText& config)
+    void ScanLines(const std::string& bytes)
     {
         SectionLines* current = nullptr;
         bool inSettings = false;
-        ForEachLine(config, [&](const char* rawLine, int lineNumber) {
-            std::string line = WithoutLineEnd(rawLine);
+        ForEachConfigLine(bytes, [&](const std::string& rawLine, int lineNumber) {
+            std::string line = rawLine.substr(0, std::strcspn(rawLine.c_str(), "\r\n"));
             std::string name;
             if (ParseSectionHeader(rawLine, name)) {
                 m_sections.push_back(SectionLines{name, lineNumber});
@@ -177,32 +140,28 @@ private:
         Report(lineNumber, "unknown key '" + key + "' in [DefaultSettings]");
     }
 
-    void CheckType(ConfigText& config, size_t index)
+    void ReportRepeat(const SectionLines& section, const SectionLines& first)
     {
-        const SectionLines& section = m_sections[index];
+        Report(section.header, "section [" + section.name + "] repeats [" + first.name + "] of line " +
+                                   std::to_string(first.header) + ": both read the same keys");
+    }
+
+    void CheckType(const SectionLines& section, const TypeWords& type)
+    {
         const std::string& name = section.name;
-        if (const SectionLines* first = FindSection(name, index)) {
-            Report(section.header, "section [" + name + "] repeats [" + first->name + "] of line " +
-                                       std::to_string(first->header) + ": both read the same keys");
-        }
         if (name.size() > kMaxTypeNameChars)
             Report(section.header, "type name '" + name + "' is longer than 35 characters: the type stays unknown");
-
-        TypeSection type;
-        type.name = name;
-        ReadTypeWords(config, type);
         int baseLine = section.baseType ? section.baseType : section.header;
-        for (const std::string& base : type.bases)
-            if (!FindSection(base, m_sections.size()))
-                Report(baseLine, "BaseType '" + base + "' of [" + name + "] names no section");
+        if (!type.missingBase.empty())
+            Report(baseLine, "BaseType '" + type.missingBase + "' of [" + name + "] names no section");
         if (type.loops)
             Report(baseLine, "BaseType chain of [" + name + "] loops back to [" + type.base + "]");
-        if (LookupLocationWord(type.location) < 0)
+        if (LookupLocationWord(type.location.c_str()) < 0)
             Report(section.location ? section.location : section.header,
-                   "unknown location word '" + std::string(type.location) + "' for [" + name + "]");
-        if (LookupEncryptionWord(type.encryption) < 0)
+                   "unknown location word '" + type.location + "' for [" + name + "]");
+        if (LookupEncryptionWord(type.encryption.c_str()) < 0)
             Report(section.encryption ? section.encryption : section.header,
-                   "unknown encryption word '" + std::string(type.encryption) + "' for [" + name + "]");
+                   "unknown encryption word '" + type.encryption + "' for [" + name + "]");
     }
 
     static std::string Trim(const std::string& text)
@@ -222,8 +181,8 @@ private:
 
 int CheckConfigFile(const char* path, KovraConfigProblemFn report, void* context)
 {
-    ConfigText config;
-    if (!path || !config.Read(path))
+    std::string bytes;
+    if (!path || !ReadFileBytes(path, bytes))
         return -1;
-    return ConfigChecker(report, context).Check(config);
+    return ConfigChecker(report, context).Check(bytes);
 }

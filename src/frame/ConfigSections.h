@@ -1,92 +1,132 @@
-// The lines and type sections of a configuration file, read alike by the loading of
-// CKOVRA.INI and by the checking of a configuration file. A Reader is a CKovra object on
-// the file, or anything else with its ReadString and (text) GetProfile.
+// Reading CKOVRA.INI from its bytes, shared by the start-up reading and the checker:
+// the lines as the line reader gives them, the sections and keys as the platform's
+// private-profile service reads them, and the words each type section gets along its
+// BaseType chain.
 #pragma once
 
-#include <windows.h>
-
-#include <cstring>
+#include <algorithm>
+#include <cstddef>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
-#include "platform/Text.h"
+constexpr size_t kConfigLineChars = 1024;  // a longer line comes in pieces that count as lines
+constexpr size_t kConfigWordChars = 64;    // what the 65-byte word buffers hold
 
-constexpr int kConfigWordSize = 65;
-constexpr unsigned int kConfigLineChars = 1024;
-
-// Calls onLine(line, lineNumber) for every line, its line end included, until it returns
-// false. A line longer than 1024 characters comes in pieces that count as lines.
-template <typename Reader, typename OnLine>
-void ForEachLine(Reader& config, OnLine onLine)
+// Calls onLine(piece, lineNumber) for every line of the text as the line reader gives
+// it: ended by LF and keeping it, in pieces of at most 1024 bytes, until onLine returns
+// false.
+template <typename OnLine>
+void ForEachConfigLine(const std::string& text, OnLine onLine)
 {
-    char line[kConfigLineChars + 1];
-    for (int lineNumber = 1;; ++lineNumber) {
-        unsigned int length = 0;
-        int more = config.ReadString(line, kConfigLineChars, &length, 0);
-        if (length > 0 && !onLine(line, lineNumber))
+    int lineNumber = 1;
+    for (size_t start = 0; start < text.size(); ++lineNumber) {
+        size_t end = text.find('\n', start);
+        end = end == std::string::npos ? text.size() : end + 1;
+        end = std::min(end, start + kConfigLineChars);
+        if (!onLine(text.substr(start, end - start), lineNumber))
             return;
-        if (!more)
-            return;
+        start = end;
     }
 }
 
-inline std::string WithoutLineEnd(const char* line)
-{
-    return std::string(line, std::strcspn(line, "\r\n"));
-}
+// The type named by a section header line: the text between '[' and the last ']'.
+// False for other lines and for [DefaultSettings], whatever its case. The line counts
+// up to its first NUL.
+bool ParseSectionHeader(const std::string& line, std::string& name);
 
-// The type named by a section header: the text between '[' and the last ']'.
-// False for other lines and for [DefaultSettings], whatever its case.
-inline bool ParseSectionHeader(const char* line, std::string& name)
-{
-    if (::lstrcmpiA(WithoutLineEnd(line).c_str(), "[DefaultSettings]") == 0)
-        return false;
-    const char* close = std::strrchr(line, ']');
-    if (line[0] != '[' || !close)
-        return false;
-    name.assign(line + 1, close);
-    return true;
-}
-
-inline bool SameSectionName(const std::string& a, const std::string& b)
-{
-    return ::lstrcmpiA(a.c_str(), b.c_str()) == 0;  // as the profile service compares them
-}
-
-struct TypeSection {
-    std::string name;
-    char location[kConfigWordSize] = "";
-    char encryption[kConfigWordSize] = "";
-    char base[kConfigWordSize] = "";
-    std::vector<std::string> bases;  // every base the chain asked, in order
-    bool loops = false;
+// What the profile service answers for a key of a section: nothing (the caller's
+// default then), or a value that may be empty, cut to 64 characters.
+struct ProfileAnswer {
+    bool present = false;
+    std::string value;
 };
 
-// Reads the type's words and fills the missing ones from its BaseType chain. A base
-// section without the key gives "DEFAULT"; a key present but empty asks the next base.
-template <typename Reader>
-void ReadTypeWords(Reader& config, TypeSection& type)
-{
-    const char* name = type.name.c_str();
-    config.GetProfile(name, "Location", "", type.location, kConfigWordSize, 0);
-    config.GetProfile(name, "Encryption", "", type.encryption, kConfigWordSize, 0);
-    config.GetProfile(name, "BaseType", "", type.base, kConfigWordSize, 0);
-    std::vector<std::string> visited{type.name};
-    while (type.base[0]) {
-        for (const std::string& seen : visited) {
-            if (SameSectionName(seen, type.base)) {
-                type.loops = true;  // the chain would never end
-                return;
-            }
-        }
-        visited.emplace_back(type.base);
-        type.bases.emplace_back(type.base);
-        char base[kConfigWordSize];
-        CopyText(base, type.base);
-        if (!type.location[0])
-            config.GetProfile(base, "Location", "DEFAULT", type.location, kConfigWordSize, 0);
-        if (!type.encryption[0])
-            config.GetProfile(base, "Encryption", "DEFAULT", type.encryption, kConfigWordSize, 0);
-        config.GetProfile(base, "BaseType", "", type.base, kConfigWordSize, 0);
+enum class TypeKey { Location, Encryption, BaseType };
+
+// The sections of the file as the platform's private-profile service sees them, with the
+// answers for the three keys of a type section. Names are compared as the service does:
+// blanks around them don't count, nor does the case of the letters A to Z; the first
+// section of a name and the first key of a name in it are the ones read.
+class ProfileSections {
+public:
+    explicit ProfileSections(const std::string& fileBytes);
+
+    // A name as the service compares it, in its text and with the case of A to Z folded;
+    // blanks around it still count here.
+    static std::wstring FoldedName(const std::string& name);
+    // The index of the section that the service reads for a folded name, or -1.
+    int Find(const std::wstring& foldedName) const;
+    const ProfileAnswer& Answer(int section, TypeKey key) const;
+
+private:
+    struct Section {
+        ProfileAnswer answers[3];
+        bool seen[3] = {false, false, false};
+    };
+    void AddLine(const wchar_t* begin, const wchar_t* end);
+
+    std::vector<Section> m_sections;
+    std::unordered_map<std::wstring, int> m_firstOfName;
+};
+
+// A type section's words once its BaseType chain has been followed. A chain that would
+// never end stops where it comes back to a name already on it: `loops` is set and
+// `base` holds that name as written; otherwise `base` is empty.
+struct TypeWords {
+    std::string location;
+    std::string encryption;
+    std::string base;
+    bool loops = false;
+    std::string missingBase;  // a base on the chain that names no section, as written
+};
+
+// Follows the BaseType chains of all types of a file. Each name on a chain is followed
+// once, whatever the number of types whose chains pass it, so a file's chains are
+// resolved in time linear in its sections. A word comes from the nearest base asked
+// while it is still empty; a base without the key gives "DEFAULT", one with the key
+// present and empty asks the next base.
+class TypeChains {
+public:
+    explicit TypeChains(const ProfileSections& sections) : m_sections(sections) {}
+
+    TypeWords Resolve(const std::string& typeName);
+
+private:
+    static constexpr int kEnd = -1;
+    static constexpr TypeKey kWordKeys[] = {TypeKey::Location, TypeKey::Encryption};
+
+    // A name on the chains. Names that differ only in the case of A to Z are one name;
+    // blanks around a name make another one, though both read the same section.
+    struct Node {
+        int section = -1;
+        int next = kEnd;          // the node of its BaseType, kEnd where the chain ends
+        std::string nextSpelling; // its BaseType as written
+        bool visiting = false;
+        bool done = false;
+        bool onRing = false;
+        // What a chain gets from this name asked as a base and the names behind it.
+        int locationFrom = kEnd;   // the node whose word is taken, kEnd for none
+        int encryptionFrom = kEnd;
+        bool loops = false;
+        std::string loopBase;      // the name as written where the chain comes back
+        std::string missingBase;
+    };
+
+    Node& At(int node) { return m_nodes[static_cast<size_t>(node)]; }
+    const Node& At(int node) const { return m_nodes[static_cast<size_t>(node)]; }
+    int NodeOf(const std::string& spelling);
+    void Follow(int start);
+    void SettleRing(const std::vector<int>& ring);
+    void SettleTail(int node);
+    static int& WordFrom(Node& node, TypeKey key)
+    {
+        return key == TypeKey::Location ? node.locationFrom : node.encryptionFrom;
     }
-}
+    bool GivesWord(int node, TypeKey key) const;
+    std::string WordOf(int node, TypeKey key) const;
+
+    const ProfileSections& m_sections;
+    std::vector<Node> m_nodes;
+    std::unordered_map<std::wstring, int> m_nodeOfName;
+};

@@ -413,10 +413,7 @@ std::vector<Scenario> SessionAndSettingScenarios()
          {{"_access", kFails}}},
         {"KovraCheckConfig", "", Nothing,
          [](World&) { return Text(KovraCheckConfig((kRoot + "CHECK.INI").c_str(), nullptr, nullptr)); }, "-1",
-         {{"GetFullPathNameA", kFails},
-          {"CreateFileA", kFails},
-          {"ReadFile", kFails},
-          {"GetPrivateProfileStringA", kAnyResult}}},
+         {{"CreateFileA", kFails}, {"ReadFile", kFails}}},
     };
 }
 

@@ -2,6 +2,8 @@
 // and shared block, the paths derived at load, and the configuration CKOVRA.INI.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "Installation.h"
 
 using namespace kovratest;
@@ -123,21 +125,150 @@ TEST(Config, TheDefaultSettingsAndTheirValues)
     EXPECT_EQ("D:\\D\\WS\\", RunProbe(installation.Environment()).Value("DATA"));
 }
 
-TEST(Config, TypeSectionsAndTheirBaseTypeChains)
+// A CKOVRA.INI and what a first process makes of it: its table of types, or the stop box
+// that refuses the load.
+struct ConfigCase {
+    const char* what;
+    std::string file;
+    Lines types;      // the whole table when the library loads
+    std::string box;  // the stop box's text when it doesn't
+};
+
+std::string IniText(const Lines& lines)
 {
-    Installation installation("TYPESCONF");
-    installation.WriteConfig({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
-                              "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]", "Location=USER",
-                              "[DFT]", "Location=BASE"});
-    ProgramRun probe = RunProbe(installation.Environment());
-    // [ABC] reads the keys of [abc], as the profile service finds sections.
-    EXPECT_EQ((Lines{"DFT 2 1", "XWS 3 1", "A 2 1", "B 2 1", "C 6 1", "abc 2 1", "ABC 2 1"}), probe.Values("TYPE"));
-    EXPECT_EQ("32", probe.Value("OPTION"));
-    // A chain that loops stops the load after the stop box.
-    installation.WriteConfig({"[L1]", "BaseType=L2", "[L2]", "BaseType=L1"});
-    ProgramRun loop = RunProbe(installation.Environment());
-    EXPECT_EQ(Lines{"Kovra|CKOVRA.INI wrong, (L1,DEFAULT,DEFAULT,L1)"}, loop.boxes);
-    EXPECT_EQ(3, loop.exitCode);
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\r\n";
+    return text;
+}
+
+template <size_t N>
+std::string Bytes(const char (&text)[N])  // NULs included
+{
+    return std::string(text, N - 1);
+}
+
+Lines WithBuiltIns(const Lines& types)
+{
+    Lines table{"DFT 1 1", "XWS 3 1"};
+    table.insert(table.end(), types.begin(), types.end());
+    return table;
+}
+
+std::string Numbered(const char* format, int number)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+// Sections C0000 to C<depth-1>, each with an empty Location and the next as its base; the
+// last has Location=USER and the base `last` (none when empty).
+std::string Chain(int depth, const std::string& last)
+{
+    Lines lines;
+    for (int index = 0; index + 1 < depth; ++index)
+        lines.insert(lines.end(), {Numbered("[C%04d]", index), "Location=", Numbered("BaseType=C%04d", index + 1)});
+    lines.insert(lines.end(), {Numbered("[C%04d]", depth - 1), "Location=USER"});
+    if (!last.empty())
+        lines.push_back("BaseType=" + last);
+    return IniText(lines);
+}
+
+// Sections T0000 to T<count-1> with Location=BASE, the last one with `lastLocation`.
+std::string ManySections(int count, const std::string& lastLocation)
+{
+    Lines lines;
+    for (int index = 0; index < count; ++index)
+        lines.insert(lines.end(), {Numbered("[T%04d]", index), "Location=" + (index + 1 < count ? "BASE" : lastLocation)});
+    return IniText(lines);
+}
+
+// The types of a full table: the built-in two and `first` to `first`+1486 with `row`.
+Lines FullTable(const char* format, const char* row)
+{
+    Lines types;
+    for (int index = 0; index < 1487; ++index)
+        types.push_back(Numbered(format, index) + row);
+    return WithBuiltIns(types);
+}
+
+void ExpectLoads(const std::string& name, const std::vector<ConfigCase>& cases)
+{
+    Installation installation(name);
+    for (const ConfigCase& config : cases) {
+        WriteFileBytes(installation.ConfigDirectory() + "\\CKOVRA.INI", config.file);
+        ProgramRun probe = RunProbe(installation.Environment());
+        if (config.box.empty()) {
+            EXPECT_EQ(0, probe.exitCode) << config.what;
+            EXPECT_EQ(Lines{}, probe.boxes) << config.what;
+            EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
+        } else {
+            EXPECT_EQ(3, probe.exitCode) << config.what;
+            EXPECT_EQ(Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
+        }
+    }
+}
+
+TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
+{
+    const std::string deepRing = Chain(1500, "c0000");
+    ExpectLoads("CHAINSCONF", {
+        // [ABC] reads the keys of [abc], as the profile service finds sections.
+        {"chains and names", IniText({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
+                                      "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]",
+                                      "Location=USER", "[DFT]", "Location=BASE"}),
+         {"DFT 2 1", "XWS 3 1", "A 2 1", "B 2 1", "C 6 1", "abc 2 1", "ABC 2 1"}, ""},
+        // A base without the key gives DEFAULT, whatever its own bases say; a key present
+        // and empty asks the next base; a base naming no section gives DEFAULT.
+        {"missing and empty keys", IniText({"[B]", "BaseType=C", "[C]", "Location=USER", "Encryption=DEFAULT", "[T]",
+                                            "BaseType=b", "[E]", "Location=", "BaseType=F", "[F]", "Location=",
+                                            "Encryption=", "BaseType=C", "[N]", "Encryption=", "BaseType=NOPE"}),
+         WithBuiltIns({"B 6 1", "C 6 1", "T 1 1", "E 6 1", "F 6 1", "N 1 1"}), ""},
+        // Blanks and quotes around values, the case of keys, the first of repeated keys
+        // and sections, a key without '=' and a comment, as the profile format has them.
+        {"profile format", IniText({"[Q]", "  BaseType = \" r \"  ", "[R]", "location = 'BaseData'", "Location=USER",
+                                    "[S]", ";Location=USER", "Location", "Location=USER", "[r]", "Location=USER"}),
+         WithBuiltIns({"Q 9 1", "R 9 1", "S 1 1", "r 9 1"}), ""},
+        // Words are read into 64 characters: a base named by 70 finds the section of its first 64.
+        {"long base names", IniText({"[T]", "BaseType=" + std::string(70, 'L'), "[" + std::string(64, 'L') + "]",
+                                     "Location=USER", "[" + std::string(70, 'L') + "]", "Location=BASE"}),
+         WithBuiltIns({"T 6 1"}), ""},
+        {"two sections naming each other", IniText({"[L1]", "BaseType=L2", "[L2]", "BaseType=L1"}), {},
+         "CKOVRA.INI wrong, (L1,DEFAULT,DEFAULT,L1)"},
+        {"a chain running into a ring", IniText({"[T]", "BaseType=R1", "[R1]", "Location=BASE", "BaseType=R2", "[R2]",
+                                                 "BaseType=r1"}),
+         {}, "CKOVRA.INI wrong, (T,BASE,DEFAULT,r1)"},
+        {"a section naming itself", IniText({"[S]", "Location=USER", "BaseType=s"}), {}, "CKOVRA.INI wrong, (S,USER,,s)"},
+        // The type's own section gives it nothing as a base when its chain comes back to it.
+        {"back to the type", IniText({"[R1]", "BaseType=R2", "[R2]", "Location=", "BaseType=R1"}), {},
+         "CKOVRA.INI wrong, (R1,,DEFAULT,R1)"},
+        // Every section of a chain 1500 deep asks all of the chain behind it.
+        {"1500 deep", Chain(1500, ""), FullTable("C%04d", " 6 1"), ""},
+        {"1500 deep ring", deepRing, {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
+    });
+}
+
+TEST(Config, LongLinesBinaryBytesBrokenHeadersAndOverfullTables)
+{
+    // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
+    // piece that starts with '[' can.
+    const std::string longLines = IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]",
+                                           "Location=ARCHIVE", std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'),
+                                           "[B]", "Location=USER"});
+    // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line
+    // for the profile service but not for the section headers.
+    const std::string binary = Bytes("[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n");
+    ExpectLoads("BADCONF", {
+        {"1 MB lines", longLines, WithBuiltIns({"A 2 1", "Z 1 1", "B 6 1"}), ""},
+        {"binary bytes", binary, WithBuiltIns({"\xFF 6 1", "C 7 1"}), ""},
+        {"a NUL in a word", Bytes("[A]\r\nLocation=BA\0SE\r\n"), {}, "CKOVRA.INI wrong, (A,BA,,)"},
+        {"a header without ']'", IniText({"[A", "Location=ARCHIVE", "[B]", "Location=USER"}), WithBuiltIns({"B 6 1"}),
+         ""},
+        // The table holds 1489 types: later sections add none, but their words are checked.
+        {"2000 sections", ManySections(2000, "BASE"), FullTable("T%04d", " 2 1"), ""},
+        {"2000 sections, the last wrong", ManySections(2000, "ARCHIVE"), {}, "CKOVRA.INI wrong, (T1999,ARCHIVE,,)"},
+    });
 }
 
 } // namespace

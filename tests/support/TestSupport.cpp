@@ -363,7 +363,11 @@ BOOL CALLBACK CollectMessageBox(HWND window, LPARAM parameter)
 
 } // namespace
 
-BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this] { Watch(); }) {}
+BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this] { Watch(); })
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_runningChanged.wait(lock, [this] { return m_running; });
+}
 
 BoxWatcher::~BoxWatcher()
 {
@@ -404,6 +408,12 @@ void BoxWatcher::Watch()
             }
             ::PostMessageA(box, WM_COMMAND, IDOK, 0);
         }
+        // Running once the window services have served this thread a first time.
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_running = true;
+        }
+        m_runningChanged.notify_all();
         ::Sleep(20);
     }
 }

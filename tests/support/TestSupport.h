@@ -111,7 +111,8 @@ struct MessageBoxSeen {
 };
 
 // Watches for message boxes of a process (this one by default), reads their text and
-// dismisses them with OK.
+// dismisses them with OK. Its thread runs once it is constructed, so it also serves boxes
+// that this process shows while the loader is busy (a library's start-up).
 class BoxWatcher {
 public:
     explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
@@ -125,7 +126,9 @@ private:
 
     DWORD m_processId;
     bool m_stop = false;
+    bool m_running = false;
     std::mutex m_mutex;
+    std::condition_variable m_runningChanged;
     std::vector<MessageBoxSeen> m_boxes;
     std::vector<HWND> m_dismissed;
     std::thread m_thread;
