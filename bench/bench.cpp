@@ -1,6 +1,6 @@
 // Measures every road of the library against the raw platform sequence that its own
 // algorithm performs for it, and how the cost grows with the installation (thread
-// bindings in the process, files in a directory). Run through scripts/bench.sh, which
+// bindings in the process, files in a directory, types in the file-type table). Run through scripts/bench.sh, which
 // lays out the installation on drive B: with the file type BENCH in the base path.
 #include <fcntl.h>
 #include <io.h>
@@ -40,6 +40,7 @@ constexpr int kWalkedEntries = 2000;  // at least one walk per round
 
 const int kWalkSizes[] = {100, 1000, 10000};
 const int kBindingCounts[] = {1, 100, 10000};
+const int kTableSizes[] = {10, 100, 1489};
 
 std::string g_base;       // the base path with its backslash: BENCH's directory and the log's
 std::string g_directory;  // the same without the backslash, as Open's directory test sees it
@@ -126,10 +127,10 @@ bench::Sample OpenAndCloseOnPlatform()
 const bench::Road kOpenAndClose = {"open and close of a typed name", "_stat of its directory, CreateFileA, CloseHandle",
                                    "", 1.2};
 
-bench::Sample ResolutionThroughLibrary()
+bench::Sample ResolutionThroughLibrary(const std::string& type = kType)
 {
     auto file = std::make_shared<CKovra>();
-    return bench::Batch(kResolutions, [file] { file->GetRealFileName(kType, "OPEN.DAT"); });
+    return bench::Batch(kResolutions, [file, type] { file->GetRealFileName(type.c_str(), "OPEN.DAT"); });
 }
 
 bench::Sample PlainJoin()
@@ -449,6 +450,33 @@ void GrowthWithBindings(const bench::Road& road, const bench::Sample& library, c
     KeepBindings(1);
 }
 
+// The name of the newest of count types in the shared table, after adding types of the
+// base path's location until the table holds that many (the table only ever grows).
+std::string NewestOfTypes(int count)
+{
+    FileType_S record;
+    int types = 0;
+    while (KovraGetFileType(types, &record))
+        ++types;
+    for (; types < count; ++types)
+        CKovra::AddFileType(("GROW" + std::to_string(types)).c_str(), 2, 1);
+    return KovraGetFileType(count - 1, &record) ? record.name : "";
+}
+
+// Resolution looks a type up by walking the table from its first record.
+void GrowthWithTypes()
+{
+    std::vector<bench::Comparison> timings;
+    std::vector<std::string> sizes;
+    for (int count : kTableSizes) {
+        timings.push_back(bench::Compare(ResolutionThroughLibrary(NewestOfTypes(count)), PlainJoin()));
+        sizes.push_back(std::to_string(count) + " types");
+    }
+    bench::Road road = kResolution;
+    road.name = "GetRealFileName of the newest type in the table";
+    bench::PrintGrowth(road, sizes, timings);
+}
+
 bool LocateInstallation()
 {
     KovraSettings_S settings;
@@ -501,5 +529,6 @@ int main(int argc, char** argv)
     for (int files : kWalkSizes)
         sizes.push_back(std::to_string(files) + " files");
     bench::PrintGrowth(kWalk, sizes, walks);
+    GrowthWithTypes();  // last: the table keeps the types it was filled with
     return 0;
 }

@@ -11,7 +11,15 @@ namespace {
 // Records hold at most 35 characters and their NUL; a longer name never equals one.
 bool NameEquals(const FileType_S& record, const char* name)
 {
-    return std::strncmp(record.name, name, sizeof record.name) == 0 && std::strlen(name) < sizeof record.name;
+    // Compared here rather than by the run-time: the walks of the table compare a name
+    // with every record before its own, and most differ within their first characters.
+    for (size_t index = 0; index < sizeof record.name; ++index) {
+        if (record.name[index] != name[index])
+            return false;
+        if (!name[index])
+            return true;
+    }
+    return false;  // 36 characters without their end: longer than a record holds
 }
 
 } // namespace
