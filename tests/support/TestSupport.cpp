@@ -218,22 +218,37 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
 
 ChildProcess::~ChildProcess()
 {
-    if (m_process) {
-        if (::WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT)
-            ::TerminateProcess(m_process, 99);
-        ::CloseHandle(m_process);
-    }
+    if (m_process && ::WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT)
+        ::TerminateProcess(m_process, 99);
     if (m_reader.joinable())
         m_reader.join();
+    if (m_process)
+        ::CloseHandle(m_process);
     if (m_outputRead)
         ::CloseHandle(m_outputRead);
 }
 
+// Reads until the child has ended and the pipe holds nothing more. The end of the pipe
+// alone can't tell: a process that the child started (wine starts its desktop process
+// from the first program that makes a window) inherits the child's end of the pipe and
+// may keep it open for as long as the test runs.
 void ChildProcess::ReadOutput()
 {
     char buffer[4096];
-    DWORD read = 0;
-    while (::ReadFile(m_outputRead, buffer, sizeof buffer, &read, nullptr) && read > 0) {
+    for (;;) {
+        DWORD available = 0;
+        if (!::PeekNamedPipe(m_outputRead, nullptr, 0, nullptr, &available, nullptr))
+            break;  // every writer has closed its end
+        if (available == 0) {
+            const bool ended = ::WaitForSingleObject(m_process, 10) == WAIT_OBJECT_0;
+            if (ended && ::PeekNamedPipe(m_outputRead, nullptr, 0, nullptr, &available, nullptr) && available == 0)
+                break;
+            continue;
+        }
+        DWORD read = 0;
+        if (!::ReadFile(m_outputRead, buffer, available < sizeof buffer ? available : sizeof buffer, &read, nullptr) ||
+            read == 0)
+            break;
         std::lock_guard<std::mutex> lock(m_mutex);
         m_output.append(buffer, read);
         m_changed.notify_all();
