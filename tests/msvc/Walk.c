@@ -1,5 +1,5 @@
 // The main road of kovra through its C interface, in a C program built in Microsoft mode.
-// Walk.cpp takes the same road through the classes of kovra.h; both print the same lines.
+// Walk.cpp takes the same road through the classes of kovra.h; both print expected.txt.
 #include "Runtime.h"
 #include "kovra/capi.h"
 #include "kovra/diag.h"
@@ -7,16 +7,16 @@
 static void* const kSession = (void*)4711;
 
 // Every type's real path for one name, with a module directory, a client and a user set
-// for this thread's own session.
-static void ResolveEveryType(void* modulePath)
+// for a session of this thread's own.
+static void ResolveEveryType(void)
 {
-    const unsigned long thread = CurrentThreadId();
+    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
+    const unsigned long thread = GetCurrentThreadId();
     const int sessionStarted = Kovra_StartSession(kSession, 0);
     Print("session %d %d\n", sessionStarted, Kovra_StartThread(kSession, thread, 0));
-    Kovra_SetModulePath((const char*)modulePath, 0);
+    Kovra_SetModulePath(KovraFile_ResolveRealFileName(file, "PROGRAM", "ORDERS", 0), 0);
     Kovra_SetClient("0042", 0);
     Kovra_SetUser("ANNA", 0);
-    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
     struct FileType_S type;
     for (int index = 0; KovraGetFileType(index, &type); ++index)
         Print("%s:%s %s\n", type.name, KovraLocationWord(type.location),
@@ -32,22 +32,19 @@ static void TextAndTime(void)
     KovraFile_WriteString(file, "first line\n", 0);
     KovraFile_WriteString(file, "second line", 0);
     KovraFile_Printf(file, 0, "%d lines\n", 3);
-
     KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READ, 0, 0);
     char bytes[64];
     Print("bytes");
     PrintBytes(bytes, KovraFile_Read(file, bytes, sizeof bytes, 0));
-    Print("\n");
     KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READ | KOVRA_TEXT, 0, 0);
     unsigned int length = 0;
     while (KovraFile_ReadString(file, bytes, sizeof bytes - 1, &length, 0) || length > 0)
-        Print("line %s\n", bytes);
-
+        Print("\nline %s", bytes);
     const int64_t stamp = 1700000000;
     int64_t read = 0;
     KovraFile_SetModificationTime(file, &stamp, 0);
     KovraFile_GetModificationTime(file, &read, 0);
-    Print("time %lu\n", (unsigned long)read);
+    Print("\ntime %lu\n", (unsigned long)read);
     KovraFile_Destroy(file);
 }
 
@@ -70,10 +67,9 @@ static void ProfileNumbers(void)
 
 static void BackupsAndSearch(void)
 {
-    const char* texts[] = {"orders, generation 1\r\n", "orders, generation 2\r\n"};
-    for (int generation = 0; generation < 2; ++generation) {
+    for (int generation = 1; generation <= 2; ++generation) {
         KovraFile* file = KovraFile_Create("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE, 0, 0);
-        KovraFile_Write(file, texts[generation], 22, 0);
+        KovraFile_Printf(file, 0, "orders, generation %d\r\n", generation);
         KovraFile_SaveFile(file, 0, 0, 0, 0, 0);
         Print("backup %s\n", KovraFile_GetRealFileName(file, 0));
         KovraFile_Destroy(file);
@@ -91,7 +87,7 @@ static void SharingViolation(void)
     KovraFile* holder = KovraFile_Create("DATA", "SHARED.TXT", KOVRA_READWRITE | KOVRA_EXCLUSIVE, 0, 0);
     KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
     const int opened = KovraFile_Open(file, "DATA", "SHARED.TXT", KOVRA_READ, 0, 0);
-    char message[512] = "";
+    char message[512];
     int cause = 0;
     KovraFile_GetLastError(file, &cause, message, sizeof message - 1, 0);
     Print("sharing %d %d %s\n", opened, cause, message);
@@ -101,13 +97,8 @@ static void SharingViolation(void)
 
 int Main(void)
 {
-    struct KovraSettings_S settings;
-    KovraGetSettings(&settings);
-    char modulePath[300] = "";
-    AppendText(modulePath, sizeof modulePath, settings.basePath);
-    AppendText(modulePath, sizeof modulePath, "ORDERS");
     Print("interface %d\n", Kovra_InterfaceVersion());
-    RunOnSecondThread(&ResolveEveryType, modulePath);
+    ResolveEveryType();
     TextAndTime();
     ProfileNumbers();
     BackupsAndSearch();

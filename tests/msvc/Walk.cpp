@@ -1,6 +1,6 @@
 // The main road of kovra through the classes of kovra.h, in a C++ program built in Microsoft
 // mode, where they are inline wrappers over the C interface. Walk.c takes the same road
-// through the C functions; both print the same lines.
+// through the C functions; both print expected.txt.
 #include "Runtime.h"
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
@@ -10,22 +10,19 @@ namespace {
 void* const kSession = reinterpret_cast<void*>(4711);
 
 // Every type's real path for one name, with a module directory, a client and a user set
-// for this thread's own session.
-void ResolveEveryType(void* modulePath)
+// for a session of this thread's own.
+void ResolveEveryType()
 {
-    const unsigned long thread = CurrentThreadId();
+    CKovra file;
+    const unsigned long thread = GetCurrentThreadId();
     const int sessionStarted = CKovra::StartSession(kSession);
     Print("session %d %d\n", sessionStarted, CKovra::StartThread(kSession, thread));
-    CKovra::SetModulePath(static_cast<const char*>(modulePath));
+    CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS"));
     CKovra::SetClient("0042");
     CKovra::SetUser("ANNA");
-    {
-        CKovra file;
-        FileType_S type;
-        for (int index = 0; KovraGetFileType(index, &type); ++index)
-            Print("%s:%s %s\n", type.name, KovraLocationWord(type.location),
-                  file.GetRealFileName(type.name, "NOTES.TXT"));
-    }
+    FileType_S type;
+    for (int index = 0; KovraGetFileType(index, &type); ++index)
+        Print("%s:%s %s\n", type.name, KovraLocationWord(type.location), file.GetRealFileName(type.name, "NOTES.TXT"));
     CKovra::RemoveThread(kSession, thread);
     CKovra::RemoveSession(kSession);
 }
@@ -36,22 +33,19 @@ void TextAndTime()
     file.WriteString("first line\n");
     file.WriteString("second line");
     file.Printf(0, "%d lines\n", 3);
-
     file.Open("DATA", "NOTES.TXT", KOVRA_READ);
     char bytes[64];
     Print("bytes");
     PrintBytes(bytes, file.Read(bytes, sizeof bytes));
-    Print("\n");
     file.Open("DATA", "NOTES.TXT", KOVRA_READ | KOVRA_TEXT);
     unsigned int length = 0;
     while (file.ReadString(bytes, sizeof bytes - 1, &length) || length > 0)
-        Print("line %s\n", bytes);
-
+        Print("\nline %s", bytes);
     const ATL::CTime stamp(1700000000);
     ATL::CTime read;
     file.SetModificationTime(&stamp, 0);
     file.GetModificationTime(&read, 0);
-    Print("time %lu\n", static_cast<unsigned long>(read.GetTime()));
+    Print("\ntime %lu\n", static_cast<unsigned long>(read.GetTime()));
 }
 
 void ProfileNumbers()
@@ -71,10 +65,9 @@ void ProfileNumbers()
 
 void BackupsAndSearch()
 {
-    const char* const texts[] = {"orders, generation 1\r\n", "orders, generation 2\r\n"};
-    for (const char* text : texts) {
+    for (int generation = 1; generation <= 2; ++generation) {
         CKovra file("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE);
-        file.Write(text, 22);
+        file.Printf(0, "orders, generation %d\r\n", generation);
         file.SaveFile();
         Print("backup %s\n", file.GetRealFileName());
     }
@@ -89,7 +82,7 @@ void SharingViolation()
     CKovra holder("DATA", "SHARED.TXT", KOVRA_READWRITE | KOVRA_EXCLUSIVE);
     CKovra file;
     const int opened = file.Open("DATA", "SHARED.TXT", KOVRA_READ);
-    char message[512] = "";
+    char message[512];
     int cause = 0;
     file.GetLastError(&cause, message, sizeof message - 1);
     Print("sharing %d %d %s\n", opened, cause, message);
@@ -99,13 +92,8 @@ void SharingViolation()
 
 int Main(void)
 {
-    KovraSettings_S settings;
-    KovraGetSettings(&settings);
-    char modulePath[300] = "";
-    AppendText(modulePath, sizeof modulePath, settings.basePath);
-    AppendText(modulePath, sizeof modulePath, "ORDERS");
     Print("interface %d\n", Kovra_InterfaceVersion());
-    RunOnSecondThread(&ResolveEveryType, modulePath);
+    ResolveEveryType();
     TextAndTime();
     ProfileNumbers();
     BackupsAndSearch();

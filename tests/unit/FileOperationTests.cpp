@@ -1,7 +1,8 @@
-// Backups, removal, renaming, copying and appending of an object's file (retries: logging suite).
+// Operations on an object's file and its directory: backups, removal, renaming, copying and
+// appending (their retries: logging suite), directories, drives, path names and the search.
 #include <gtest/gtest.h>
 
-#include <string>
+#include <algorithm>
 
 #include "FileChecks.h"
 #include "kovra/kovra.h"
@@ -117,12 +118,8 @@ TEST(Rename, FailuresAndTooLongTargetsLeaveTheNamesAsTheyWere)
     EXPECT_EQ(0, file.Rename("NOPE", dated));
     expectUnchanged(-1);
     EXPECT_STREQ("RENAME_FAIL\\%y.TXT", dated);
-    std::string tooLong = "RENAME_FAIL\\" + std::string(259, 'N');
+    std::string tooLong = "RENAME_FAIL\\" + std::string(259, 'N');  // other members: BadInput
     EXPECT_EQ(0, file.Rename("T_BASE", &tooLong[0]));
-    expectUnchanged(-2);
-    EXPECT_EQ(0, file.SaveFile("T_BASE", tooLong.c_str()));
-    expectUnchanged(-2);
-    EXPECT_EQ(0, file.CopyFileA("T_BASE", tooLong.c_str(), 0));
     expectUnchanged(-2);
 }
 
@@ -162,6 +159,90 @@ TEST(CopyAppend, AppendTakesOpenAndClosedObjectsWhole)
     EXPECT_EQ(1, file.AppendFile("T_BASE", "APPEND\\SUB\\MADE.TXT"));
     EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
     EXPECT_EQ("", ReadFileBytes(directory / "SUB\\MADE.TXT"));
+}
+
+TEST(DirectoryOps, RmDirAndChDirTakeTheNamedDirectoryOrTheFilesDirectory)
+{
+    ScratchDirectory directory(kBase + "DIRS");
+    MakeDirectories(directory / "DIR");
+    WriteFileBytes(directory / "FULL\\F.TXT", "f");
+    CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
+    EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
+    EXPECT_EQ(directory / "FULL", file.GetCwd());
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\DIR", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(1, file.ChDir());  // a directory's name: the directory itself
+    EXPECT_EQ(directory / "DIR", file.GetCwd());
+    ASSERT_TRUE(::SetCurrentDirectoryA(kBase.c_str()));  // lets the directories go
+    EXPECT_EQ(1, file.RmDir());
+    EXPECT_FALSE(PathExists(directory / "DIR"));
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(0, file.RmDir());  // not empty
+    ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
+    EXPECT_EQ(1, file.RmDir());
+    EXPECT_FALSE(PathExists(directory / "FULL"));
+}
+
+TEST(DirectoryOps, DrivesNamesFreeSpaceAndNetworkDrives)
+{
+    CKovra file;
+    EXPECT_EQ(1, file.ChDrive(26));
+    EXPECT_EQ("Z:", std::string(file.GetCwd()).substr(0, 2));
+    EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
+    EXPECT_EQ(26, file.GetDrive());
+    ScratchDirectory directory(kBase + "NAMES");
+    WriteFileBytes(directory / "F.TXT", "f");
+    WriteFileBytes(directory / "MixedCase.Txt", "m");
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
+    EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
+    // Free space of missing directories: only the root of the drive can answer.
+    ULARGE_INTEGER available;
+    ASSERT_TRUE(::GetDiskFreeSpaceExA(KOVRA_TEST_DRIVE ":\\", &available, nullptr, nullptr));
+    ASSERT_GT(available.QuadPart, 0xFFFFFFFFull) << "the test drive needs more than 4 GiB free";
+    ASSERT_EQ(1, file.Open("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(4294967295ul, file.GetDiskFreeSpaceA());
+    ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
+    EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
+    EXPECT_EQ(1, file.IsNetDrive());
+    EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
+}
+
+// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT below the base, which is also the module's
+// directory; each file holds its name.
+TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirectory)
+{
+    ScratchDirectory directory(kBase + "FIND");
+    for (const char* name : {"A.TXT", "B.TXT", "C.TXT", "SUB\\F.TXT"})
+        WriteFileBytes(directory / name, name);
+    ASSERT_EQ(1, CKovra::SetModulePath(directory.Path().c_str()));
+    CKovraFind find;
+    auto entries = [&find] {  // the entries still to come, sorted: directories end in a backslash
+        Lines found;
+        while (find.FindNextFileA())
+            found.push_back((find.IsDots() ? "dots " : "") + std::string(find.GetFileName()) +
+                            (find.IsDirectory() ? "\\" : ""));
+        std::sort(found.begin(), found.end());
+        return found;
+    };
+    ASSERT_NE(0, find.FindFile("T_BASE", "FIND\\*.TXT"));
+    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT"}), entries());
+    EXPECT_EQ(0, find.FindFile("T_BASE", "FIND\\*.XYZ"));
+    EXPECT_EQ(0, find.FindNextFileA());
+    ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
+    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\"}), entries());
+
+    ASSERT_NE(0, find.FindFile("T_MODULE", "SUB\\*.TXT"));
+    ASSERT_NE(0, find.FindNextFileA());
+    EXPECT_STREQ("SUB\\F.TXT", find.GetFilePathRelative());
+    EXPECT_EQ(directory / "SUB\\F.TXT", find.GetFilePath());
+    EXPECT_EQ(9ul, find.GetLength());  // the file holds its nine-character name
+    ASSERT_NE(0, find.FindFile(nullptr, (directory / "SUB\\*.TXT").c_str(), 1));  // searched as DFT
+    ASSERT_NE(0, find.FindNextFileA());
+    EXPECT_STREQ("FIND\\SUB\\F.TXT", find.GetFilePathRelative());
 }
 
 } // namespace
