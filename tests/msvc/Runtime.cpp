@@ -16,23 +16,8 @@ __declspec(dllimport) void* __stdcall HeapAlloc(void* heap, unsigned long flags,
 __declspec(dllimport) int __stdcall HeapFree(void* heap, unsigned long flags, void* block);
 __declspec(dllimport) int __stdcall wvsprintfA(char* output, const char* format, va_list arguments);
 
-// The compiler refers to these: _fltused when a program uses floating point, memset and
-// memcpy for initialisations and copies of its own.
+// The compiler refers to _fltused when a program uses floating point.
 int _fltused = 0;
-
-void* memset(void* destination, int value, size_t count)
-{
-    for (size_t index = 0; index < count; ++index)
-        static_cast<unsigned char*>(destination)[index] = static_cast<unsigned char>(value);
-    return destination;
-}
-
-void* memcpy(void* destination, const void* source, size_t count)
-{
-    for (size_t index = 0; index < count; ++index)
-        static_cast<unsigned char*>(destination)[index] = static_cast<const unsigned char*>(source)[index];
-    return destination;
-}
 
 void mainCRTStartup(void)
 {
