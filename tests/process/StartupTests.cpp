@@ -177,22 +177,17 @@ Lines FullTable(char letter, const char* row)
     return WithBuiltIns(types);
 }
 
-void ExpectLoads(const std::string& name, const std::vector<ConfigCase>& cases)
+TEST(Config, BaseTypeChainsLongLinesBinaryBytesBrokenHeadersAndOverfullTables)
 {
-    Installation installation(name);
-    for (const ConfigCase& config : cases) {
-        WriteFileBytes(installation.ConfigFile(), config.file);
-        ProgramRun probe = RunProbe(installation.Environment());
-        EXPECT_EQ(config.box.empty() ? 0 : 3, probe.exitCode) << config.what;
-        EXPECT_EQ(config.box.empty() ? Lines{} : Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
-        EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
-    }
-}
-
-TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
-{
-    const std::string deepRing = Chain(1500, "c0000");
-    ExpectLoads("CHAINSCONF", {
+    // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
+    // piece that starts with '[' can.
+    const std::string longLines = IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]",
+                                           "Location=ARCHIVE", std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'),
+                                           "[B]", "Location=USER"});
+    // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line
+    // for the profile service but not for the section headers.
+    const std::string binary = "[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n"s;
+    const ConfigCase cases[] = {
         // [ABC] reads the keys of [abc], as the profile service finds sections.
         {"chains and names", IniText({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
                                       "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]",
@@ -224,21 +219,7 @@ TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
          "CKOVRA.INI wrong, (R1,,DEFAULT,R1)"},
         // Every section of a chain 1500 deep asks all of the chain behind it.
         {"1500 deep", Chain(1500, ""), FullTable('C', " 6 1"), ""},
-        {"1500 deep ring", deepRing, {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
-    });
-}
-
-TEST(Config, LongLinesBinaryBytesBrokenHeadersAndOverfullTables)
-{
-    // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
-    // piece that starts with '[' can.
-    const std::string longLines = IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]",
-                                           "Location=ARCHIVE", std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'),
-                                           "[B]", "Location=USER"});
-    // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line
-    // for the profile service but not for the section headers.
-    const std::string binary = "[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n"s;
-    ExpectLoads("BADCONF", {
+        {"1500 deep ring", Chain(1500, "c0000"), {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
         {"1 MB lines", longLines, WithBuiltIns({"A 2 1", "Z 1 1", "B 6 1"}), ""},
         {"binary bytes", binary, WithBuiltIns({"\xFF 6 1", "C 7 1"}), ""},
         {"a NUL in a word", "[A]\r\nLocation=BA\0SE\r\n"s, {}, "CKOVRA.INI wrong, (A,BA,,)"},
@@ -247,7 +228,15 @@ TEST(Config, LongLinesBinaryBytesBrokenHeadersAndOverfullTables)
         // The table holds 1489 types: later sections add none, but their words are checked.
         {"2000 sections", ManySections(2000, "BASE"), FullTable('T', " 2 1"), ""},
         {"2000 sections, the last wrong", ManySections(2000, "ARCHIVE"), {}, "CKOVRA.INI wrong, (T1999,ARCHIVE,,)"},
-    });
+    };
+    Installation installation("CONFIGS");
+    for (const ConfigCase& config : cases) {
+        WriteFileBytes(installation.ConfigFile(), config.file);
+        ProgramRun probe = RunProbe(installation.Environment());
+        EXPECT_EQ(config.box.empty() ? 0 : 3, probe.exitCode) << config.what;
+        EXPECT_EQ(config.box.empty() ? Lines{} : Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
+        EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
+    }
 }
 
 } // namespace

@@ -156,12 +156,6 @@ std::vector<std::string> LogRecords(const std::string& logPath, const std::strin
     return records;
 }
 
-ScratchDirectory::ScratchDirectory(const std::string& path) : m_path(path.back() == '\\' ? path : path + "\\")
-{
-    RemoveTree(m_path);
-    MakeDirectories(m_path);
-}
-
 namespace {
 
 // Changes this process's environment, which a child started meanwhile inherits, until it ends.
@@ -334,14 +328,6 @@ BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this
     m_running.get_future().wait();
 }
 
-BoxWatcher::~BoxWatcher()
-{
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_stop = true;
-    }
-    m_thread.join();
-}
 
 void BoxWatcher::Watch()
 {
@@ -364,7 +350,6 @@ void BoxWatcher::Watch()
         if (first)
             m_running.set_value();  // the window services have served this thread once
         ::Sleep(20);
-        std::lock_guard<std::mutex> lock(m_mutex);
         if (m_stop)
             return;
     }

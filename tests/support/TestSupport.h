@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <future>
 #include <memory>
@@ -36,7 +37,11 @@ std::vector<std::string> LogRecords(const std::string& logPath, const std::strin
 // A fresh, empty directory for one test, removed again at the end.
 class ScratchDirectory {
 public:
-    explicit ScratchDirectory(const std::string& path);
+    explicit ScratchDirectory(const std::string& path) : m_path(path.back() == '\\' ? path : path + "\\")
+    {
+        RemoveTree(m_path);
+        MakeDirectories(m_path);
+    }
     ~ScratchDirectory() { RemoveTree(m_path); }
     const std::string& Path() const { return m_path; }  // with a trailing backslash
     std::string operator/(const std::string& name) const { return m_path + name; }
@@ -104,14 +109,18 @@ struct MessageBoxSeen {
 class BoxWatcher {
 public:
     explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
-    ~BoxWatcher();
+    ~BoxWatcher()
+    {
+        m_stop = true;
+        m_thread.join();
+    }
     std::vector<MessageBoxSeen> Boxes();
 
 private:
     void Watch();
 
     DWORD m_processId;
-    bool m_stop = false;
+    std::atomic<bool> m_stop{false};
     std::promise<void> m_running;
     std::mutex m_mutex;
     std::vector<MessageBoxSeen> m_boxes;
