@@ -154,8 +154,7 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
 
 TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
 {
-    ScratchDirectory directory(kBase + "TRACE");
-    auto monitor = std::make_unique<MonitorProgram>(directory / "first.txt");
+    auto monitor = std::make_unique<MonitorProgram>();
     ASSERT_TRUE(monitor->Ready());
     NamedEvent secondMessage;
     ChildProcess child(CommandLine("kovra_child.exe", "trace " + secondMessage.Name()));
@@ -178,7 +177,7 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
 
     // A new monitor window replaces the one the child had found.
     monitor->Close();
-    monitor = std::make_unique<MonitorProgram>(directory / "second.txt");
+    monitor = std::make_unique<MonitorProgram>();
     ASSERT_TRUE(monitor->Ready());
     secondMessage.Set();
     ASSERT_EQ("SENT 2", child.WaitForLine("SENT"));
@@ -208,7 +207,7 @@ TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
     once[0].erase(0, once[0].find(", "));  // its address and thread
     EXPECT_EQ(HeldAttempt(", DFT, 0, ..., " + held + ")", held), once);
 
-    MonitorProgram monitor(directory / "monitor.txt");
+    MonitorProgram monitor;
     ASSERT_TRUE(monitor.Ready());
     CKovra::SetDebugLevel(1);
     CKovra file(nullptr, held.c_str());

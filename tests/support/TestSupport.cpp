@@ -361,21 +361,18 @@ std::vector<MessageBoxSeen> BoxWatcher::Boxes()
     return m_boxes;
 }
 
-MonitorProgram::MonitorProgram(const std::string& outputFile) : m_outputFile(outputFile)
+MonitorProgram::MonitorProgram()
+    : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
 {
-    ::DeleteFileA(outputFile.c_str());
-    m_process = std::make_unique<ChildProcess>(CommandLine("kovramon.exe", "--verbose --output \"" + outputFile +
-                                                                               "\" --ready-event " + m_readyEvent.Name()));
-    HANDLE ready = ::OpenEventA(SYNCHRONIZE, FALSE, m_readyEvent.Name().c_str());
-    m_ready = ready && ::WaitForSingleObject(ready, 20000) == WAIT_OBJECT_0;
-    if (ready)
-        ::CloseHandle(ready);
+    m_ready = m_readyEvent.Wait(20000);
 }
 
 std::vector<std::string> MonitorProgram::Lines()
 {
     std::vector<std::string> lines;
-    for (const std::string& line : SplitLines(ReadFileBytes(m_outputFile)))
+    std::string output = m_process.Output();
+    output.erase(output.rfind('\n') + 1);  // complete lines only
+    for (const std::string& line : SplitLines(output))
         if (!line.empty())
             lines.push_back(line.substr(line.find(' ') + 1));
     return lines;
@@ -396,12 +393,12 @@ bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
 
 void MonitorProgram::Close()
 {
-    if (!m_process)
+    if (!m_open)
         return;
+    m_open = false;
     if (HWND window = ::FindWindowA("#32770", "Debug-Monitor"))
         ::PostMessageA(window, WM_CLOSE, 0, 0);
-    m_process->Wait(10000);
-    m_process.reset();
+    m_process.Wait(10000);
 }
 
 } // namespace kovratest

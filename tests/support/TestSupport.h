@@ -92,6 +92,7 @@ public:
     ~NamedEvent() { ::CloseHandle(m_event); }
     const std::string& Name() const { return m_name; }
     void Set() { ::SetEvent(m_event); }
+    bool Wait(DWORD timeoutMs) { return ::WaitForSingleObject(m_event, timeoutMs) == WAIT_OBJECT_0; }
 
 private:
     std::string m_name;
@@ -128,10 +129,10 @@ private:
     std::thread m_thread;
 };
 
-// kovramon.exe in verbose mode, its lines going to a file that the test reads.
+// kovramon.exe in verbose mode, its lines read from its output.
 class MonitorProgram {
 public:
-    explicit MonitorProgram(const std::string& outputFile);
+    MonitorProgram();
     ~MonitorProgram() { Close(); }
     bool Ready() const { return m_ready; }
     std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
@@ -140,10 +141,10 @@ public:
     void Close();  // WM_CLOSE to its window, then waits for it to end
 
 private:
-    std::string m_outputFile;
     NamedEvent m_readyEvent;
-    std::unique_ptr<ChildProcess> m_process;
+    ChildProcess m_process;
     bool m_ready = false;
+    bool m_open = true;
 };
 
 } // namespace kovratest

@@ -77,7 +77,7 @@ TEST(OpenClose, SharingModesBetweenTwoObjectsAndTheRetryOfAViolation)
     EXPECT_EQ(11, CauseOf(other));
     ASSERT_EQ(1, holder.Open("T_BASE", name, KOVRA_READ | KOVRA_DENY_WRITE | KOVRA_EXCLUSIVE));
 
-    MonitorProgram monitor(directory / "monitor.txt");
+    MonitorProgram monitor;
     ASSERT_TRUE(monitor.Ready());
     CKovra::SetDebugLevel(1);
     const std::string violation = "Kovra : Exception : Datei(" + path +
