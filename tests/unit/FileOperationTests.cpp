@@ -79,7 +79,7 @@ TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
     EXPECT_EQ("r", ReadFileBytes(directory / "RO.TXT"));
 }
 
-TEST(Rename, MovesTheFileIntoMissingDirectoriesAndWritesDateFieldsBack)
+TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWithoutAChange)
 {
     ScratchDirectory directory(kBase + "RENAME");
     CKovra file("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE);
@@ -96,34 +96,29 @@ TEST(Rename, MovesTheFileIntoMissingDirectoriesAndWritesDateFieldsBack)
     EXPECT_EQ(1, file.Rename("T_BASE", grown));
     EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
     EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
-}
 
-TEST(Rename, FailuresAndTooLongTargetsLeaveTheNamesAsTheyWere)
-{
-    ScratchDirectory directory(kBase + "RENAME_FAIL");
-    WriteFileBytes(directory / "TAKEN.TXT", "taken");
-    CKovra file;
-    NameFile(file, "RENAME_FAIL\\F.TXT", "f");
+    NameFile(file, "RENAME\\F.TXT", "f");
     auto expectUnchanged = [&](int cause) {
         EXPECT_EQ(cause, CauseOf(file));
-        EXPECT_STREQ("RENAME_FAIL\\F.TXT", file.GetFileName());
+        EXPECT_STREQ("RENAME\\F.TXT", file.GetFileName());
         EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
         EXPECT_EQ("f", ReadFileBytes(directory / "F.TXT"));
     };
-    char taken[] = "RENAME_FAIL\\TAKEN.TXT";
+    WriteFileBytes(directory / "TAKEN.TXT", "taken");
+    char taken[] = "RENAME\\TAKEN.TXT";
     EXPECT_EQ(0, file.Rename("T_BASE", taken));
     expectUnchanged(5);
     EXPECT_EQ("taken", ReadFileBytes(directory / "TAKEN.TXT"));
-    char dated[] = "RENAME_FAIL\\%y.TXT";
-    EXPECT_EQ(0, file.Rename("NOPE", dated));
+    char unknownType[] = "RENAME\\%y.TXT";
+    EXPECT_EQ(0, file.Rename("NOPE", unknownType));
     expectUnchanged(-1);
-    EXPECT_STREQ("RENAME_FAIL\\%y.TXT", dated);
-    std::string tooLong = "RENAME_FAIL\\" + std::string(259, 'N');  // other members: BadInput
+    EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
+    std::string tooLong = "RENAME\\" + std::string(259, 'N');  // other members: BadInput
     EXPECT_EQ(0, file.Rename("T_BASE", &tooLong[0]));
     expectUnchanged(-2);
 }
 
-TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAsked)
+TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesWhole)
 {
     ScratchDirectory directory(kBase + "COPY");
     WriteFileBytes(directory / "DST.TXT", "old");
@@ -136,27 +131,23 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAsked)
     EXPECT_EQ(0, file.CopyFileA("NOPE", "COPY\\NEW\\DST.TXT", 0));  // no destination: nothing made
     EXPECT_EQ(-1, CauseOf(file));
     EXPECT_FALSE(PathExists(directory / "NEW"));
-}
 
-TEST(CopyAppend, AppendTakesOpenAndClosedObjectsWhole)
-{
-    ScratchDirectory directory(kBase + "APPEND");
     std::string source;  // more than two copy blocks, each byte telling its place
     for (int index = 0; index < 20000; ++index)
         source += static_cast<char>('A' + index % 23);
     WriteFileBytes(directory / "SRC.TXT", source);
-    WriteFileBytes(directory / "DST.TXT", "head:");
-    CKovra file("T_BASE", "APPEND\\SRC.TXT", KOVRA_READ);
-    ASSERT_EQ(7, file.Seek(7, 0));
-    EXPECT_EQ(1, file.AppendFile("T_BASE", "APPEND\\DST.TXT"));
-    EXPECT_EQ("head:" + source, ReadFileBytes(directory / "DST.TXT"));
+    WriteFileBytes(directory / "APP.TXT", "head:");
+    ASSERT_EQ(1, file.Open("T_BASE", "COPY\\SRC.TXT", KOVRA_READ));
+    ASSERT_EQ(7, file.Seek(7, 0));  // an open object is appended whole, and read to its end
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
+    EXPECT_EQ("head:" + source, ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(20000ul, file.GetPosition());
-    NameFile(file, "APPEND\\ABC.TXT", "abc");  // opened for the copy and closed again
-    EXPECT_EQ(1, file.AppendFile("T_BASE", "APPEND\\DST.TXT"));
-    EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "DST.TXT"));
+    NameFile(file, "COPY\\ABC.TXT", "abc");  // opened for the copy and closed again
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
+    EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(0, file.IsOpen());
-    NameFile(file, "APPEND\\EMPTY.TXT", "");  // nothing to append, a missing destination made
-    EXPECT_EQ(1, file.AppendFile("T_BASE", "APPEND\\SUB\\MADE.TXT"));
+    NameFile(file, "COPY\\EMPTY.TXT", "");  // nothing to append, a missing destination made
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\SUB\\MADE.TXT"));
     EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
     EXPECT_EQ("", ReadFileBytes(directory / "SUB\\MADE.TXT"));
 }

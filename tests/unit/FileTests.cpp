@@ -335,7 +335,7 @@ TEST(PositionLockTime, TimeStampsBySelector)
     EXPECT_EQ(status.st_ctime, time.GetTime());
 }
 
-TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadBack)
+TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheDefault)
 {
     ScratchDirectory directory(kBase + "PR_WRITE");
     CKovra profile("T_BASE", "PR_WRITE\\P.INI", KOVRA_RESOLVE_ONLY);
@@ -351,16 +351,13 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadBack)
     CKovra unnamed;  // without a resolved name there is no profile file
     EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
     EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
-}
 
-TEST(Profile, ReadersParseWhatIsThereOrGiveTheDefault)
-{
-    ScratchDirectory directory(kBase + "PR_READ");
-    // 127 characters read 12; all 200 would read 1.2e74 (or overflow a long).
+    // Readers parse what is there or give the default. 127 characters read 12; all 200
+    // would read 1.2e74 (or overflow a long).
     const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
-    WriteFileBytes(directory / "P.INI",
+    WriteFileBytes(directory / "R.INI",
                    "[S]\r\nEMPTY=\r\nABC=abc\r\nMINUS=-1\r\nCUT=" + cut + "\r\n[T]\r\nA=1\r\nB=22\r\n");
-    CKovra profile("T_BASE", "PR_READ\\P.INI", KOVRA_RESOLVE_ONLY);
+    ASSERT_EQ(1, profile.Open("T_BASE", "PR_WRITE\\R.INI", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(7L, profile.GetProfile("S", "MISSING", 7L));
     EXPECT_EQ(8U, profile.GetProfile("S", "EMPTY", 8U));
     EXPECT_EQ(0L, profile.GetProfile("S", "ABC", 7L));
