@@ -34,7 +34,8 @@ void Print(const char* format, ...)
     const int length = wvsprintfA(text, format, arguments);
     va_end(arguments);
     unsigned long written = 0;
-    WriteFile(GetStdHandle(static_cast<unsigned long>(-11)), text, static_cast<unsigned long>(length), &written, nullptr);
+    const unsigned long kStandardOutput = static_cast<unsigned long>(-11);
+    WriteFile(GetStdHandle(kStandardOutput), text, static_cast<unsigned long>(length), &written, nullptr);
 }
 
 void PrintBytes(const void* bytes, unsigned int count)

@@ -152,7 +152,8 @@ std::string Chain(int depth, const std::string& last)
 {
     Lines lines;
     for (int index = 0; index + 1 < depth; ++index)
-        lines.insert(lines.end(), {"[" + Numbered('C', index) + "]", "Location=", "BaseType=" + Numbered('C', index + 1)});
+        lines.insert(lines.end(), {"[" + Numbered('C', index) + "]", "Location=",
+                                   "BaseType=" + Numbered('C', index + 1)});
     lines.insert(lines.end(), {"[" + Numbered('C', depth - 1) + "]", "Location=USER"});
     if (!last.empty())
         lines.push_back("BaseType=" + last);
@@ -164,7 +165,8 @@ std::string ManySections(int count, const std::string& lastLocation)
 {
     Lines lines;
     for (int index = 0; index < count; ++index)
-        lines.insert(lines.end(), {"[" + Numbered('T', index) + "]", "Location=" + (index + 1 < count ? "BASE" : lastLocation)});
+        lines.insert(lines.end(),
+                     {"[" + Numbered('T', index) + "]", "Location=" + (index + 1 < count ? "BASE" : lastLocation)});
     return IniText(lines);
 }
 

@@ -7,7 +7,8 @@
 
 int main()
 {
-    CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT).WriteString("hello from a consumer\n");
+    CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT)
+        .WriteString("hello from a consumer\n");
     CKovra file("REPORTS", "HELLO.TXT", KOVRA_READ);
     char bytes[64] = "";
     const unsigned int count = file.Read(bytes, sizeof bytes - 1);
