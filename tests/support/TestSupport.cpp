@@ -6,7 +6,6 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <functional>
 #include <regex>
 #include <sstream>
 
@@ -22,15 +21,6 @@ std::string DirectoryOf(const std::string& path)  // with its trailing backslash
 {
     size_t separator = path.find_last_of('\\');
     return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
-}
-
-// Polls condition every 20 ms; false when it still fails after timeoutMs.
-bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs)
-{
-    for (const DWORD start = ::GetTickCount(); !condition(); ::Sleep(20))
-        if (::GetTickCount() - start >= timeoutMs)
-            return false;
-    return true;
 }
 
 } // namespace
@@ -328,7 +318,6 @@ BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this
     m_running.get_future().wait();
 }
 
-
 void BoxWatcher::Watch()
 {
     for (bool first = true;; first = false) {
@@ -388,7 +377,10 @@ std::vector<std::string> MonitorProgram::Texts()
 
 bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
 {
-    return WaitUntil([&] { return Lines().size() >= count; }, timeoutMs);
+    for (const DWORD start = ::GetTickCount(); Lines().size() < count; ::Sleep(20))
+        if (::GetTickCount() - start >= timeoutMs)
+            return false;
+    return true;
 }
 
 void MonitorProgram::Close()
