@@ -5,7 +5,6 @@
 //   kovra_child events N                        N StartSession/RemoveSession pairs (event lines)
 //   kovra_child trace EVENT                     two traces, "SENT 1 tid=T module=M", waits for EVENT,
 //                                               "SENT 2"
-//   kovra_child resolve TYPE NAME               prints "REAL <path>" or "ERROR <text>"
 #include <windows.h>
 
 #include <cstdint>
@@ -56,14 +55,6 @@ int main(int argc, char** argv)
         WaitForEvent(argv[2]);
         CKovra::RemoveSession(reinterpret_cast<void*>(1234));
         std::printf("SENT 2\n");
-    } else if (command == "resolve" && argc == 4) {
-        CKovra file;
-        const char* real = file.GetRealFileName(argv[2], argv[3]);
-        char message[512] = "";
-        if (file.GetLastError(nullptr, message, sizeof message))
-            std::printf("ERROR %s\n", message);
-        else
-            std::printf("REAL %s\n", real);
     } else {
         std::fprintf(stderr, "kovra_child: unknown command or arguments\n");
         return 2;
