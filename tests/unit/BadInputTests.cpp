@@ -1,7 +1,7 @@
 // Bad input at the interface: null pointers, texts at and beyond the path limit, wildcards in
-// directory parts, and what trying bad input found: a file appended onto itself, profile texts
-// and buffers the profile service can't take, doubles of more than 127 characters, an open
-// refused for its length, and times that a file can't hold.
+// directory parts, and what trying bad input found: a file appended onto itself, doubles of more
+// than 127 characters, an open refused for its length, and times that a file can't hold. Profile
+// texts and buffers that the profile service can't take are cases of RandomInputTests.cpp.
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -39,14 +39,13 @@ Contents ContentsOf(const std::string& directory)
 struct Call {
     const char* text;
     std::function<long long()> make;
-    long long expected;
 };
-#define CALL(expected, ...) Call{#__VA_ARGS__, [&] { return static_cast<long long>(__VA_ARGS__); }, expected}
+#define CALL(...) Call{#__VA_ARGS__, [&] { return static_cast<long long>(__VA_ARGS__); }}
 
-void ExpectResults(std::initializer_list<Call> calls, const std::string& context = "")
+void ExpectEach(long long expected, std::initializer_list<Call> calls, const std::string& context = "")
 {
     for (const Call& call : calls)
-        EXPECT_EQ(call.expected, call.make()) << call.text << context;
+        EXPECT_EQ(expected, call.make()) << call.text << context;
 }
 
 class Resolver : public CKovra {  // opens the protected resolver to null pointers
@@ -69,43 +68,41 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
     char buffer[16] = "";
     const char* none = nullptr;
     char* noText = nullptr;
-    const int clients = PathExists(kBase + "CLIENTS\\") ? 1 : 0;
-    ExpectResults({
-        CALL(0, file.GetLastError(nullptr, nullptr, 5)), CALL(0, file.Read(nullptr, 3)),
-        CALL(0, file.Write(nullptr, 3)), CALL(0, file.ReadString(nullptr, 10)), CALL(0, file.WriteString(none)),
-        CALL(0, file.WriteString(noText)), CALL(0, file.Printf(0, nullptr)),
-        CALL(0, file.GetModificationTime(nullptr, 0)), CALL(0, file.SetModificationTime(nullptr, 1)),
-        CALL(0, profile.WriteProfile(none, "K", "v")), CALL(0, profile.WriteProfile(none, none, 5L)),
-        CALL(0, profile.WriteProfile(none, none, 5)), CALL(0, profile.WriteProfile(none, none, 5UL)),
-        CALL(0, profile.WriteProfile(none, none, 5U)), CALL(0, profile.WriteProfile(none, none, 5.0)),
-        CALL(0, profile.WriteProfile("S", none, 5L)), CALL(0, profile.GetProfile("S", "K", "", nullptr, 16)),
-        CALL(0, profile.GetProfile("S", "MISSING", none, buffer, sizeof buffer)),
-        CALL(2, profile.GetProfile(none, none, none, buffer, sizeof buffer)),  // the section names: "S"
-        CALL(7, profile.GetProfile(none, "K", 7L)), CALL(7, profile.GetProfile("S", none, 7U)),
-        CALL(7, profile.GetProfile(none, none, 7.0)),
-        CALL(0, profile.GetProfileSectionA(none, buffer, sizeof buffer)),
-        CALL(0, profile.GetProfileSectionA("S", nullptr, 16)), CALL(0, profile.WriteProfileSectionA(none, "a=1\0")),
-        CALL(0, profile.WriteProfileSectionA("S", none)), CALL(0, named.Rename("T_BASE", nullptr)),
-        CALL(0, named.CopyFileA("T_BASE", nullptr, 0)), CALL(0, named.AppendFile("T_BASE", nullptr)),
-        CALL(0, resolver.BuildFileName("DFT", nullptr, buffer, 0)),
-        CALL(0, resolver.BuildFileName("DFT", buffer, nullptr, 0)),
-        CALL(1, CKovra::IsNetDrive(none)), CALL(0, CKovra::AddFileType(none, 2, 1)),
-        CALL(1, CKovra::SetUser(none)), CALL(1, CKovra::SetClient(none)),  // the empty name
-        CALL(1, CKovra::SetModulePath(none)), CALL(clients, CKovra::IsValidClient(none)),
-        CALL(1, find.FindFile(none, none)),  // "*.*" in the directory of "DFT"
-        CALL(0, KovraGetSettings(nullptr)), CALL(0, KovraGetFileType(0, nullptr)),
-        CALL(0, KovraGetSession(0, nullptr)), CALL(1, KovraGetThreadBinding(0, nullptr, nullptr)),
-        CALL(1, KovraGetThreadSession(nullptr)), CALL(-1, KovraCheckConfig(nullptr, nullptr, nullptr)),
+    ExpectEach(0, {
+        CALL(file.GetLastError(nullptr, nullptr, 5)), CALL(file.Read(nullptr, 3)), CALL(file.Write(nullptr, 3)),
+        CALL(file.ReadString(nullptr, 10)), CALL(file.WriteString(none)), CALL(file.WriteString(noText)),
+        CALL(file.Printf(0, nullptr)), CALL(file.GetModificationTime(nullptr, 0)),
+        CALL(file.SetModificationTime(nullptr, 1)), CALL(profile.WriteProfile(none, "K", "v")),
+        CALL(profile.WriteProfile(none, none, 5L)), CALL(profile.WriteProfile(none, none, 5)),
+        CALL(profile.WriteProfile(none, none, 5UL)), CALL(profile.WriteProfile(none, none, 5U)),
+        CALL(profile.WriteProfile(none, none, 5.0)), CALL(profile.WriteProfile("S", none, 5L)),
+        CALL(profile.GetProfile("S", "K", "", nullptr, 16)),
+        CALL(profile.GetProfile("S", "MISSING", none, buffer, 16)),
+        CALL(profile.GetProfileSectionA(none, buffer, 16)), CALL(profile.GetProfileSectionA("S", nullptr, 16)),
+        CALL(profile.WriteProfileSectionA(none, "a=1\0")), CALL(profile.WriteProfileSectionA("S", none)),
+        CALL(named.Rename("T_BASE", nullptr)), CALL(named.CopyFileA("T_BASE", nullptr, 0)),
+        CALL(named.AppendFile("T_BASE", nullptr)), CALL(resolver.BuildFileName("DFT", nullptr, buffer, 0)),
+        CALL(resolver.BuildFileName("DFT", buffer, nullptr, 0)), CALL(CKovra::AddFileType(none, 2, 1)),
+        CALL(KovraGetSettings(nullptr)), CALL(KovraGetFileType(0, nullptr)), CALL(KovraGetSession(0, nullptr)),
         // The C interface hands its pointers on; its times are pointers of its own.
-        CALL(0, KovraFile_GetModificationTime(handle, nullptr, 0)),
-        CALL(0, KovraFile_SetModificationTime(handle, nullptr, 0)),
-        CALL(0, KovraFile_WriteProfileLong(handle, none, none, 5, 0)),
-        CALL(0, KovraFile_WriteProfileSectionA(handle, none, "a=1\0", 0)),
-        CALL(0, KovraFile_GetProfileString(handle, "S", "K", none, nullptr, 9, 0)),
-        CALL(0, KovraFile_BuildFileName(handle, none, nullptr, nullptr, 0)), CALL(0, KovraFile_Printf(handle, 0, nullptr)),
-        CALL(0, KovraFile_Rename(handle, none, nullptr, 0)), CALL(0, KovraFile_AppendFile(handle, none, none, 0)),
-        CALL(1, KovraFind_FindFile(findHandle, none, none, 0)), CALL(0, Kovra_AddFileType(none, 2, 1, 0)),
-    });
+        CALL(KovraFile_GetModificationTime(handle, nullptr, 0)),
+        CALL(KovraFile_SetModificationTime(handle, nullptr, 0)),
+        CALL(KovraFile_WriteProfileLong(handle, none, none, 5, 0)),
+        CALL(KovraFile_WriteProfileSectionA(handle, none, "a=1\0", 0)),
+        CALL(KovraFile_GetProfileString(handle, "S", "K", none, nullptr, 9, 0)),
+        CALL(KovraFile_BuildFileName(handle, none, nullptr, nullptr, 0)), CALL(KovraFile_Printf(handle, 0, nullptr)),
+        CALL(KovraFile_Rename(handle, none, nullptr, 0)), CALL(KovraFile_AppendFile(handle, none, none, 0)),
+        CALL(Kovra_AddFileType(none, 2, 1, 0))});
+    // An empty name stands in for the null pointer; "*.*" is searched in the directory of "DFT".
+    ExpectEach(1, {CALL(CKovra::IsNetDrive(none)), CALL(CKovra::SetUser(none)), CALL(CKovra::SetClient(none)),
+                   CALL(CKovra::SetModulePath(none)), CALL(find.FindFile(none, none)),
+                   CALL(KovraFind_FindFile(findHandle, none, none, 0)), CALL(KovraGetThreadBinding(0, nullptr, nullptr)),
+                   CALL(KovraGetThreadSession(nullptr))});
+    ExpectEach(7, {CALL(profile.GetProfile(none, "K", 7L)), CALL(profile.GetProfile("S", none, 7U)),
+                   CALL(profile.GetProfile(none, none, 7.0))});
+    ExpectEach(2, {CALL(profile.GetProfile(none, none, none, buffer, 16))});  // the section names: "S"
+    ExpectEach(-1, {CALL(KovraCheckConfig(nullptr, nullptr, nullptr))});
+    ExpectEach(PathExists(kBase + "CLIENTS\\") ? 1 : 0, {CALL(CKovra::IsValidClient(none))});
     KovraFile_Destroy(handle);
     KovraFind_Destroy(findHandle);
     EXPECT_EQ(-3, CauseOf(named));  // a member without its target name or time records why it refused
@@ -114,16 +111,16 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
     EXPECT_EQ(before, ContentsOf(directory.Path()));
 }
 
-// Texts of 0, 258, 259, 260 and 4096 characters, and what a member gives for each; kSkipped
-// where a length isn't tried.
+// What a member gives for texts of 0, 258, 259, 260 and 4096 characters (kSkipped: not tried).
 constexpr size_t kLengths[] = {0, 258, 259, 260, 4096};
 constexpr int kSkipped = -9;
-
 struct LengthRow {
-    const char* what;
-    std::function<int(CKovra& file, std::string text)> call;
+    const char* call;
+    std::function<int(CKovra& file, std::string text)> make;
     int results[std::size(kLengths)];
 };
+#define LENGTH_ROW(call, ...) \
+    LengthRow{#call, [](CKovra& file [[maybe_unused]], std::string text) { return static_cast<int>(call); }, {__VA_ARGS__}}
 
 // A real path of length characters: directory, then fill; for 0 the empty name.
 std::string PathOfLength(const std::string& directory, size_t length, char fill)
@@ -134,50 +131,42 @@ std::string PathOfLength(const std::string& directory, size_t length, char fill)
 TEST(BadInput, NamesTypesAndPatternsAtAndBeyondThePathLimit)
 {
     ScratchDirectory directory(kBase + "BI_LONG");
-    const Contents sourceOnly = {{"SRC.TXT", "src"}};
-    // The path members get a real path of that length (a name with a colon is one), or the
-    // empty name; they act on an object that names SRC.TXT.
+    // The path members get a real path of that length (a name with a colon is one), or the empty
+    // name, which names the base directory; they act on an object that names SRC.TXT.
     const LengthRow pathRows[] = {
-        {"Open", [](CKovra& file, std::string path) { return file.Open("T_BASE", path.c_str(), KOVRA_READWRITE); },
-         {0, 1, 1, 0, 0}},  // the empty name names the base directory, which opens for nobody
-        {"GetRealFileName", [](CKovra& file, std::string path) {
-             return static_cast<int>(std::strlen(file.GetRealFileName("T_BASE", path.c_str())));
-         }, {6, 258, 259, 0, 0}},
-        {"Rename", [](CKovra& file, std::string path) { return file.Rename("T_BASE", &path[0]); }, {0, 1, 1, 0, 0}},
-        {"CopyFileA", [](CKovra& file, std::string path) { return file.CopyFileA("T_BASE", path.c_str(), 0); },
-         {0, 1, 1, 0, 0}},
-        {"AppendFile", [](CKovra& file, std::string path) { return file.AppendFile("T_BASE", path.c_str()); },
-         {0, 1, 1, 0, 0}},
-        {"SaveFile", [](CKovra& file, std::string path) { return file.SaveFile("T_BASE", path.c_str()); },
-         {kSkipped, 0, 0, 0, 0}},  // the backup's date and number make every one too long
+        LENGTH_ROW(file.Open("T_BASE", text.c_str(), KOVRA_READWRITE), 0, 1, 1, 0, 0),
+        LENGTH_ROW(std::strlen(file.GetRealFileName("T_BASE", text.c_str())), 6, 258, 259, 0, 0),
+        LENGTH_ROW(file.Rename("T_BASE", &text[0]), 0, 1, 1, 0, 0),
+        LENGTH_ROW(file.CopyFileA("T_BASE", text.c_str(), 0), 0, 1, 1, 0, 0),
+        LENGTH_ROW(file.AppendFile("T_BASE", text.c_str()), 0, 1, 1, 0, 0),
+        // The backup's date and number make every one too long.
+        LENGTH_ROW(file.SaveFile("T_BASE", text.c_str()), kSkipped, 0, 0, 0, 0),
     };
     for (const LengthRow& row : pathRows) {
         for (size_t index = 0; index < std::size(kLengths); ++index) {
-            const std::string context = std::string(row.what) + " " + std::to_string(kLengths[index]);
+            const std::string context = std::string(row.call) + " " + std::to_string(kLengths[index]);
             if (row.results[index] == kSkipped)
                 continue;
             RemoveTree(directory.Path());
             WriteFileBytes(directory / "SRC.TXT", "src");
             CKovra file("T_BASE", "BI_LONG\\SRC.TXT");
-            const int result = row.call(file, PathOfLength(directory.Path(), kLengths[index], 'N'));
+            const int result = row.make(file, PathOfLength(directory.Path(), kLengths[index], 'N'));
             EXPECT_EQ(row.results[index], result) << context;
             EXPECT_LE(std::strlen(file.GetRealFileName()), 259u) << context;
             EXPECT_TRUE(kLengths[index] <= 259 || CauseOf(file) == -2) << context;
-            EXPECT_TRUE(result != 0 || ContentsOf(directory.Path()) == sourceOnly) << context;
+            EXPECT_TRUE(result != 0 || ContentsOf(directory.Path()) == Contents({{"SRC.TXT", "src"}})) << context;
             file.Close();  // lets go what an accepted row opened or made
         }
     }
-    // Patterns of stars behind the directory match every entry, as long as they fit.
-    RemoveTree(directory.Path());
-    WriteFileBytes(directory / "SRC.TXT", "src");
+    // Stars behind the directory match every entry while they fit; the empty pattern finds the
+    // base directory. Wildcards in a directory part find nothing: a search lists one directory.
     CKovraFind find;
-    const int found[] = {1, 1, 1, 0, 0};  // the empty pattern finds the base directory itself
+    const int found[] = {1, 1, 1, 0, 0};
     for (size_t index = 0; index < std::size(kLengths); ++index) {
         EXPECT_EQ(found[index], find.FindFile("T_BASE", PathOfLength(directory.Path(), kLengths[index], '*').c_str()));
         find.FindNextFileA();
         EXPECT_LE(std::strlen(find.GetFilePath()), 259u);
     }
-    // Wildcards in a directory part find nothing: a search lists one directory.
     WriteFileBytes(directory / "SUB\\F.TXT", "f");
     for (const char* pattern : {"BI_LONG\\S*\\*.TXT", "BI_LONG\\?UB\\F.TXT", "*\\SRC.TXT"}) {
         EXPECT_EQ(0, find.FindFile("T_BASE", pattern)) << pattern;
@@ -185,24 +174,22 @@ TEST(BadInput, NamesTypesAndPatternsAtAndBeyondThePathLimit)
         EXPECT_STREQ("", find.GetFilePathRelative()) << pattern;
     }
 
-    // Types, names of types and the identity setters get a text of that length.
+    // Types, names of types and the identity setters get a text of that length. The empty type
+    // is always known; with its backslash a module path of 258 characters takes 259.
+    const int clients = PathExists(kBase + "CLIENTS\\") ? 1 : 0;
     const LengthRow textRows[] = {
-        {"type", [](CKovra& file, std::string type) { return file.Open(type.c_str(), "F.TXT", 0); },
-         {1, 0, 0, 0, 0}},  // the empty type is always known
-        {"AddFileType", [](CKovra&, std::string name) { return CKovra::AddFileType(name.c_str(), 2, 1); },
-         {0, 0, 0, 0, 0}},
-        {"SetUser", [](CKovra&, std::string user) { return CKovra::SetUser(user.c_str()); }, {1, 0, 0, 0, 0}},
-        {"SetClient", [](CKovra&, std::string client) { return CKovra::SetClient(client.c_str()); }, {1, 0, 0, 0, 0}},
-        {"SetModulePath", [](CKovra&, std::string path) { return CKovra::SetModulePath(path.c_str()); },
-         {1, 1, 0, 0, 0}},  // with the backslash it appends: 259 characters
-        {"IsValidClient", [](CKovra&, std::string client) { return CKovra::IsValidClient(client.c_str()); },
-         {PathExists(kBase + "CLIENTS\\") ? 1 : 0, 0, 0, 0, 0}},
+        LENGTH_ROW(file.Open(text.c_str(), "F.TXT", 0), 1, 0, 0, 0, 0),
+        LENGTH_ROW(CKovra::AddFileType(text.c_str(), 2, 1), 0, 0, 0, 0, 0),
+        LENGTH_ROW(CKovra::SetUser(text.c_str()), 1, 0, 0, 0, 0),
+        LENGTH_ROW(CKovra::SetClient(text.c_str()), 1, 0, 0, 0, 0),
+        LENGTH_ROW(CKovra::SetModulePath(text.c_str()), 1, 1, 0, 0, 0),
+        LENGTH_ROW(CKovra::IsValidClient(text.c_str()), clients, 0, 0, 0, 0),
     };
     CKovra file;
     for (const LengthRow& row : textRows)
         for (size_t index = 0; index < std::size(kLengths); ++index)
-            EXPECT_EQ(row.results[index], row.call(file, std::string(kLengths[index], 'N')))
-                << row.what << " " << kLengths[index];
+            EXPECT_EQ(row.results[index], row.make(file, std::string(kLengths[index], 'N')))
+                << row.call << " " << kLengths[index];
     KovraSession_S session;
     ASSERT_EQ(1, KovraGetThreadSession(&session));
     EXPECT_STREQ("USERS\\", session.user);
@@ -241,39 +228,6 @@ TEST(BadInput, AFileIsNotAppendedOntoItself)
     EXPECT_EQ("self", ReadFileBytes(directory / "SELF.TXT"));
     EXPECT_EQ(1, open.AppendFile("T_BASE", "BI_SELF\\OTHER.TXT"));
     EXPECT_EQ("self", ReadFileBytes(directory / "OTHER.TXT"));
-}
-
-TEST(BadInput, ProfileTextsAndBuffersTheProfileServiceCannotTakeAreRefused)
-{
-    ScratchDirectory directory(kBase + "BI_PROFILE");
-    WriteFileBytes(directory / "P.INI", kProfile);
-    CKovra profile("T_BASE", "BI_PROFILE\\P.INI", KOVRA_RESOLVE_ONLY);
-    char buffer[8] = "x";
-    for (size_t length : {32767u, 65536u}) {  // the service stores garbage, or nothing, and answers 1
-        const std::string text(length, 't');
-        const char* t = text.c_str();
-        ExpectResults({CALL(0, profile.WriteProfile("S", "K", t)), CALL(0, profile.WriteProfile("S", t, "v")),
-                       CALL(0, profile.WriteProfile(t, "K", 5L)), CALL(0, profile.WriteProfileSectionA(t, "K=v\0")),
-                       CALL(0, profile.GetProfile("S", t, "d", buffer, sizeof buffer)),
-                       CALL(0, profile.GetProfile(t, "K", "d", buffer, sizeof buffer)),
-                       CALL(0, profile.GetProfile("S", "MISSING", t, buffer, sizeof buffer)),
-                       CALL(0, profile.GetProfileSectionA(t, buffer, sizeof buffer)),
-                       CALL(7, profile.GetProfile("S", t, 7L))},
-                      " " + std::to_string(length));
-    }
-    EXPECT_STREQ("x", buffer);
-    EXPECT_EQ(kProfile, ReadFileBytes(directory / "P.INI"));
-    // A section doesn't fit a buffer of one byte: nothing is written into it.
-    char small[4] = {'#', '#', '#', '#'};
-    EXPECT_EQ(0, profile.GetProfileSectionA("S", small, 1));
-    EXPECT_EQ(0, profile.GetProfileSectionA("S", small, 0));
-    EXPECT_EQ("####", std::string(small, sizeof small));
-    // 32766 characters are the longest text stored whole.
-    const std::string longest(32766, 'l');
-    EXPECT_EQ(1, profile.WriteProfile("S", "K", longest.c_str()));
-    std::string back(40000, '\0');
-    EXPECT_EQ(32766, profile.GetProfile("S", "K", "", &back[0], static_cast<int>(back.size())));
-    EXPECT_EQ(longest, back.c_str());
 }
 
 TEST(BadInput, DoublesReadBackAsTheyWereWritten)

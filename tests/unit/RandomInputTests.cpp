@@ -352,10 +352,11 @@ std::string CheckProfile(const Input& input)
     const bool plainNames = Plain(section) && Plain(key) && !section->empty() && !key->empty();
     if (operation == "text") {
         expect(s || !changed, "a write without a section changed the file");
-        char back[64];
-        if (written && plainNames && Plain(value) && value->size() < sizeof back) {
-            profile.GetProfile(s, k, "<default>", back, sizeof back);
-            expect(back == *value, "the text read back is " + std::string(back));
+        if (plainNames && Plain(value)) {  // read back whole, up to the longest text stored
+            std::string back(value->size() + 1, '#');
+            expect(written && profile.GetProfile(s, k, "<default>", &back[0], static_cast<int>(back.size())) ==
+                                  static_cast<int>(value->size()) && back.c_str() == *value,
+                   "the text wasn't written, or read back otherwise: " + back.substr(0, 80));
         }
     } else if (operation != "section") {
         expect((s && k) || (!written && !changed), "a number without a section and key was written");
