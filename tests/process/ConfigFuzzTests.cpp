@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <map>
 #include <random>
 
 #include "Installation.h"
@@ -17,7 +18,7 @@ using namespace kovratest;
 
 namespace {
 
-constexpr std::uint32_t kSeed = 20261123;  // KOVRA_FUZZ_SEED chooses another
+constexpr std::uint32_t kSeed = 20261123;
 constexpr size_t kMaxGeneratedFiles = 500;
 constexpr std::chrono::seconds kTimeBudget(8);
 
@@ -114,7 +115,7 @@ Lines LoadLibraryOnce(BoxWatcher& watcher)
 }
 
 // Lines that CKOVRA.INI may hold, good and bad: %N stands for a type name, %L a location, %E an
-// encryption, %X a line of 1000 to 3000 bytes with marks that would mean something, %0 a NUL.
+// encryption, %0 a NUL, %X a line of 1000 to 3000 bytes with marks that would mean something.
 const Lines kLineKinds = {
     "[%N]", "[%N]", "[%N]", "[%N]", " [%N]", "[%N] ;note", "[%N]x]", "[%N]\t", "[%N", "[DefaultSettings]",
     "[defaultsettings]", "Option=32", "Location=%L", "Location=%L", "LOCATION = %L", " location=\t%L", "Location",
@@ -122,65 +123,51 @@ const Lines kLineKinds = {
     "basetype = %N", "\tBaseType=%N", "BaseType=NOPE", "BaseType=\"A\"", "BaseType=' b '", "BaseType",
     ";Location=ARCHIVE", "", "   ", "Other=1", "=BASE", "Location=BASE%0", "Location=BASE%0X", "Location=BASE\xFF",
     "Location=BASE\rX", "Location=BASE\x1A", "%X"};
+// Words are read into 64 characters: a base named by 70 finds the section of its first 64.
+const std::map<char, Lines> kFields = {
+    {'N', {"A", "B", "C", "D", "a", "b", "c", "DFT", "xws", " A", "B ", "[C", "C]D", "\xC4", "\xE4", "",
+           "TYPE_NAME_LONGER_THAN_THIRTY_FIVE_CHARS", std::string(64, 'L'), std::string(70, 'L')}},
+    {'L', {"BASE", "USER", "basedata", "DEFAULT", "", "MODULE", "\"BASE\"", "'USER'", "\"\"", "BASE\x1A", " WKSTA", "'",
+           "\"" + std::string(64, 'B') + "\"", "ARCHIVE"}},
+    {'E', {"DEFAULT", "", "default", "\"DEFAULT\"", "X"}},
+    {'0', {std::string(1, '\0')}}};
 
-// Every draw stands in a statement of its own, so that the files follow from the seed alone.
-class ConfigGenerator {
-public:
-    explicit ConfigGenerator(std::uint32_t seed) : m_random(seed) {}
-
-    std::string File()
-    {
-        std::string text = Chance(3) ? "\xEF\xBB\xBF" : "";
-        for (int count = Pick(40); count > 0; --count) {
-            std::string line = OneOf(kLineKinds);
-            for (size_t at = line.find('%'); at != std::string::npos; at = line.find('%', at)) {
-                const std::string field = Field(line[at + 1]);
-                line.replace(at, 2, field);
-                at += field.size();
-            }
-            text += line;
-            text += Chance(80) ? "\r\n" : OneOf({"\n", "\r", "\n\r", ""});
-        }
-        for (int damage = Chance(15) ? 1 + Pick(3) : 0; damage > 0 && !text.empty(); --damage) {
-            const int at = Pick(text.size());
-            text[at] = "\0\xFF\r\n[]="[Pick(7)];
-        }
-        if (Chance(50))
-            return text;
-        std::string wide = "\xFF\xFE";  // UTF-16
-        for (char c : text)
-            wide += std::string(1, c) + '\0';
-        return wide;
-    }
-
-private:
-    int Pick(size_t count) { return static_cast<int>(m_random() % count); }
-    bool Chance(int percent) { return Pick(100) < percent; }
-    std::string OneOf(const Lines& choices) { return choices[Pick(choices.size())]; }
-
-    std::string Field(char kind)
-    {
-        // Words are read into 64 characters: a base named by 70 finds the section of its first 64.
-        if (kind == 'N')
-            return OneOf({"A", "B", "C", "D", "a", "b", "c", "DFT", "xws", " A", "B ", "[C", "C]D", "\xC4", "\xE4", "",
-                          "TYPE_NAME_LONGER_THAN_THIRTY_FIVE_CHARS", std::string(64, 'L'), std::string(70, 'L')});
-        if (kind == 'L')
-            return OneOf({"BASE", "USER", "basedata", "DEFAULT", "", "MODULE", "\"BASE\"", "'USER'", "\"\"", "BASE\x1A",
-                          " WKSTA", "'", "\"" + std::string(64, 'B') + "\"", "ARCHIVE"});
-        if (kind == 'E')
-            return OneOf({"DEFAULT", "", "default", "\"DEFAULT\"", "X"});
-        if (kind == '0')
-            return std::string(1, '\0');
-        std::string line(1000 + Pick(2000), 'x');
-        for (int mark = Pick(6); mark > 0; --mark) {
-            const int at = Pick(line.size());
-            line[at] = "[]=\n"[Pick(4)];
+// Random lines of those kinds, some bytes damaged, often in UTF-16. Every draw stands in a
+// statement of its own, so that the files follow from the seed alone.
+std::string GeneratedFile(std::mt19937& random)
+{
+    auto pick = [&](size_t count) { return static_cast<int>(random() % count); };
+    auto oneOf = [&](const Lines& choices) { return choices[pick(choices.size())]; };
+    auto longLine = [&] {
+        std::string line(1000 + pick(2000), 'x');
+        for (int mark = pick(6); mark > 0; --mark) {
+            const int at = pick(line.size());
+            line[at] = "[]=\n"[pick(4)];
         }
         return line;
+    };
+    std::string text = pick(100) < 3 ? "\xEF\xBB\xBF" : "";
+    for (int count = pick(40); count > 0; --count) {
+        std::string line = oneOf(kLineKinds);
+        for (size_t at = line.find('%'); at != std::string::npos; at = line.find('%', at)) {
+            const std::string field = line[at + 1] == 'X' ? longLine() : oneOf(kFields.at(line[at + 1]));
+            line.replace(at, 2, field);
+            at += field.size();
+        }
+        text += line;
+        text += pick(100) < 80 ? "\r\n" : oneOf({"\n", "\r", "\n\r", ""});
     }
-
-    std::mt19937 m_random;
-};
+    for (int damage = pick(100) < 15 ? 1 + pick(3) : 0; damage > 0 && !text.empty(); --damage) {
+        const int at = pick(text.size());
+        text[at] = "\0\xFF\r\n[]="[pick(7)];
+    }
+    if (pick(2))
+        return text;
+    std::string wide = "\xFF\xFE";  // UTF-16
+    for (char c : text)
+        wide += std::string(1, c) + '\0';
+    return wide;
+}
 
 // Every file gets a last-write time of its own, an hour back: the profile service then reads
 // each one once, not on every call while it is young.
@@ -214,19 +201,16 @@ TEST(ConfigFuzz, GeneratedFilesLoadAsTheirPlainReadingSays)
     Installation installation("FUZZCONF");
     const std::string path = installation.ConfigDirectory() + "\\CKOVRA.INI";
     _putenv(("KARVELO-CKOVRAHOME=" + installation.ConfigDirectory()).c_str());
-    const char* chosenSeed = std::getenv("KOVRA_FUZZ_SEED");
-    const std::uint32_t seed = chosenSeed ? std::strtoul(chosenSeed, nullptr, 10) : kSeed;
-    ConfigGenerator generator(seed);
+    std::mt19937 random(kSeed);
     Lines files = KeptFiles();
     const size_t kept = files.size();
     std::vector<bool> refused;
     BoxWatcher watcher;
     const auto start = std::chrono::steady_clock::now();
-    for (size_t number = 0; number < kept + kMaxGeneratedFiles; ++number) {
-        if (number >= kept && std::chrono::steady_clock::now() - start > kTimeBudget)
-            break;
+    for (size_t number = 0; number < kept || (number < kept + kMaxGeneratedFiles &&
+                                               std::chrono::steady_clock::now() - start < kTimeBudget); ++number) {
         if (number >= kept)
-            files.push_back(generator.File());
+            files.push_back(GeneratedFile(random));
         WriteConfig(path, files[number], static_cast<int>(number));  // a crash leaves it in CKOVRA.INI
         const Lines expected = ReadPlainly(path, files[number]), loaded = LoadLibraryOnce(watcher);
         refused.push_back(loaded[0] == "refused");
@@ -234,10 +218,10 @@ TEST(ConfigFuzz, GeneratedFilesLoadAsTheirPlainReadingSays)
             continue;
         const std::string keep = ProgramDirectory() + "fuzz-failed-" + std::to_string(number) + ".ini";
         WriteFileBytes(keep, files[number]);
-        EXPECT_EQ(expected, loaded) << "file " << number << " (seed " << seed << "), kept as " << keep
+        EXPECT_EQ(expected, loaded) << "file " << number << " (seed " << kSeed << "), kept as " << keep
                                     << ": add it to tests/config/fuzz-cases";
     }
-    std::printf("seed %u: %zu kept and %zu generated files, %zu refused\n", seed, kept, files.size() - kept,
+    std::printf("seed %u: %zu kept and %zu generated files, %zu refused\n", kSeed, kept, files.size() - kept,
                 static_cast<size_t>(std::count(refused.begin(), refused.end(), true)));
 
     // The checker reads every file the same way: a problem for each file that stops the load.
