@@ -40,7 +40,8 @@ int WordNumber(const std::string& word, const Lines& words)
 
 bool Contains(const Lines& names, const std::string& name)
 {
-    return std::any_of(names.begin(), names.end(), [&](const std::string& seen) { return !_stricmp(seen.c_str(), name.c_str()); });
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& seen) { return !_stricmp(seen.c_str(), name.c_str()); });
 }
 
 // What a load shows: "loaded" and the table's "name location encryption" lines, or "refused";
@@ -63,15 +64,17 @@ Lines ReadPlainly(const std::string& path, const std::string& bytes)
         std::string encryption = ProfileText(path, name, "Encryption", "");
         std::string base = ProfileText(path, name, "BaseType", "");
         // The BaseType chain fills in what the section leaves out, until it ends or comes back.
-        for (Lines asked = {name}; !base.empty() && !Contains(asked, base); base = ProfileText(path, base, "BaseType", "")) {
+        Lines asked = {name};
+        for (; !base.empty() && !Contains(asked, base); base = ProfileText(path, base, "BaseType", "")) {
             asked.push_back(base);
             location = location.empty() ? ProfileText(path, base, "Location", "DEFAULT") : location;
             encryption = encryption.empty() ? ProfileText(path, base, "Encryption", "DEFAULT") : encryption;
         }
-        const int locationNumber = WordNumber(location, kLocations), encryptionNumber = WordNumber(encryption, {"DEFAULT"});
+        const int locationNumber = WordNumber(location, kLocations);
+        const int encryptionNumber = WordNumber(encryption, {"DEFAULT"});
         if (!base.empty() || locationNumber < 0 || encryptionNumber < 0) {
-            const std::string text = "CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base + ")";
-            return {"refused", "box Kovra|" + text.substr(0, 511)};
+            const std::string text = "CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base;
+            return {"refused", "box Kovra|" + (text + ")").substr(0, 511)};
         }
         // Names of 1 to 35 characters; one seen before changes its record; the table holds 1489.
         if (name.empty() || name.size() > 35)

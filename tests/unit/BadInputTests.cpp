@@ -94,8 +94,8 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
     // An empty name stands in for the null pointer; "*.*" is searched in the directory of "DFT".
     ExpectEach(1, {CALL(CKovra::IsNetDrive(none)), CALL(CKovra::SetUser(none)), CALL(CKovra::SetClient(none)),
                    CALL(CKovra::SetModulePath(none)), CALL(find.FindFile(none, none)),
-                   CALL(KovraFind_FindFile(findHandle, none, none, 0)), CALL(KovraGetThreadBinding(0, nullptr, nullptr)),
-                   CALL(KovraGetThreadSession(nullptr))});
+                   CALL(KovraFind_FindFile(findHandle, none, none, 0)), CALL(KovraGetThreadSession(nullptr)),
+                   CALL(KovraGetThreadBinding(0, nullptr, nullptr))});
     ExpectEach(7, {CALL(profile.GetProfile(none, "K", 7L)), CALL(profile.GetProfile("S", none, 7U)),
                    CALL(profile.GetProfile(none, none, 7.0))});
     ExpectEach(2, {CALL(profile.GetProfile(none, none, none, buffer, 16))});  // the section names: "S"
@@ -117,8 +117,9 @@ struct LengthRow {
     std::function<int(CKovra& file, std::string text)> make;
     int results[std::size(kLengths)];
 };
-#define LENGTH_ROW(call, ...) \
-    LengthRow{#call, [](CKovra& file [[maybe_unused]], std::string text) { return static_cast<int>(call); }, {__VA_ARGS__}}
+#define LENGTH_ROW(call, ...)                                                                              \
+    LengthRow{#call, [](CKovra& file [[maybe_unused]], std::string text) { return static_cast<int>(call); }, \
+              {__VA_ARGS__}}
 
 // A real path of length characters: directory, then fill; for 0 the empty name.
 std::string PathOfLength(const std::string& directory, size_t length, char fill)

@@ -172,7 +172,8 @@ std::string GenerateName(std::mt19937& random)
     static const std::vector<std::string> types = {"DFT", "XWS", "T_BASE", "T_USER", "T_WKSTA", "T_CLIENT",
                                                    "T_MODULECLIENT", "T_BASEREADONLY", "", "t_base", "T\\[35]",
                                                    "T\\[36]", "T\\[4096]", "<null>"};
-    std::string lines = "type=" + (Pick(random, 4) ? types[Pick(random, types.size())] : RandomText(random, pieces, kPathLimits));
+    std::string lines = "type=";
+    lines += Pick(random, 4) ? types[Pick(random, types.size())] : RandomText(random, pieces, kPathLimits);
     lines += "\nname=" + RandomText(random, pieces, kPathLimits);
     lines += "\nflags=" + std::to_string(Pick(random, 4));
     for (const char* field : {"user", "client", "module"})
@@ -319,11 +320,12 @@ std::string CheckProfile(const Input& input)
     const int backSize = static_cast<int>(back.size());
     if (operation == "text") {
         expect(s || !changed, "a write without a section changed the file");
-        // Plain texts read back whole, up to the longest text stored.
-        expect(!plainNames || !Plain(value) ||
-                   (written && profile.GetProfile(s, k, "", &back[0], backSize) == static_cast<int>(value->size()) &&
-                    back.c_str() == *value),
-               "the text wasn't written, or read back otherwise: " + std::string(back.c_str()).substr(0, 80));
+        if (plainNames && Plain(value)) {  // written and read back whole, up to the longest text stored
+            const int read = written ? profile.GetProfile(s, k, "", &back[0], backSize) : -1;
+            const std::string text = back.c_str();
+            expect(read == static_cast<int>(value->size()) && text == *value,
+                   "the text read back is " + text.substr(0, 80));
+        }
     } else if (operation != "section") {
         expect((s && k) || (!written && !changed), "a number without a section and key was written");
         if (written && plainNames) {
@@ -334,7 +336,9 @@ std::string CheckProfile(const Input& input)
             const std::string stored = StoredDouble(number);
             const double expected = std::strtod(stored.c_str(), nullptr), read = profile.GetProfile(s, k, 7.0);
             profile.GetProfile(s, k, "", &back[0], backSize);
-            expect(!std::isfinite(number) || back.c_str() == stored, "the double is stored as " + std::string(back.c_str()).substr(0, 80));
+            const std::string text = back.c_str();
+            // How "inf" and "nan" are spelt is the run-time library's matter: only their reading counts.
+            expect(!std::isfinite(number) || text == stored, "the double is stored as " + text);
             expect((std::isnan(expected) && std::isnan(read)) ||
                        (expected == read && std::signbit(expected) == std::signbit(read)),
                    "the double read back differs");
