@@ -277,8 +277,8 @@ std::string StoredDouble(double value)
     char text[400];
     if (std::snprintf(text, sizeof text, "%lf", value) <= 127)
         return text;
-    for (int digits = 1; std::snprintf(text, sizeof text, "%.*g", digits, value) > 0; ++digits)
-        if (std::strtod(text, nullptr) == value)
+    for (int digits = 1; digits <= 17; ++digits)  // 17 significant digits always read back as written
+        if (std::snprintf(text, sizeof text, "%.*g", digits, value) > 0 && std::strtod(text, nullptr) == value)
             break;
     return text;
 }
