@@ -328,6 +328,8 @@ std::string CheckProfile(const Input& input)
         }
     } else if (operation != "section") {
         expect((s && k) || (!written && !changed), "a number without a section and key was written");
+        expect((Storable(section) && Storable(key)) || profile.GetProfile(s, k, 7L) == 7,
+               "a number read under a name too long gave no default");
         if (written && plainNames) {
             expect(operation != "long" || profile.GetProfile(s, k, 7L) == low, "the long read back differs");
             expect(operation != "ulong" || profile.GetProfile(s, k, 7UL) == high, "the unsigned read back differs");
