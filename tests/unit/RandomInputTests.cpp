@@ -297,17 +297,12 @@ std::string CheckProfile(const Input& input)
     const long low = static_cast<int32_t>(bits);
     const unsigned long high = static_cast<unsigned long>(bits >> 32);
     const std::string operation = input.Field("operation");
-    int written = 0;
-    if (operation == "text")
-        written = profile.WriteProfile(s, k, v);
-    else if (operation == "long")
-        written = profile.WriteProfile(s, k, low);
-    else if (operation == "ulong")
-        written = profile.WriteProfile(s, k, high);
-    else if (operation == "double")
-        written = profile.WriteProfile(s, k, number);
-    else
-        written = profile.WriteProfileSectionA(s, v ? (*value + std::string(2, '\0')).c_str() : nullptr);
+    const std::string lines = value.value_or("") + std::string(2, '\0');  // for a section: one line, ended twice
+    const int written = operation == "text"     ? profile.WriteProfile(s, k, v)
+                        : operation == "long"   ? profile.WriteProfile(s, k, low)
+                        : operation == "ulong"  ? profile.WriteProfile(s, k, high)
+                        : operation == "double" ? profile.WriteProfile(s, k, number)
+                                                : profile.WriteProfileSectionA(s, v ? lines.c_str() : nullptr);
 
     Problems expect;
     const bool changed = ReadFileBytes(path) != kProfile;
