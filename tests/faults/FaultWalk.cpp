@@ -2,9 +2,11 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <optional>
+#include <set>
 
 #include "TestSupport.h"
 
@@ -12,8 +14,8 @@ namespace kovrafaults {
 
 namespace {
 
+using Files = std::map<std::string, std::string>;  // path -> bytes, kDirectory for a directory
 constexpr char kDirectory[] = "<dir>";
-constexpr char kLogName[] = "CKOVRA.LOG";  // the library's own log grows in every run
 
 // What the walk is doing, for the report of a crash.
 char g_currentRun[512] = "";
@@ -26,34 +28,21 @@ LONG WINAPI ReportCrash(EXCEPTION_POINTERS* exception)
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
-std::string WorkingDirectory()
+std::string PlatformDirectory(DWORD(WINAPI* query)(DWORD, LPSTR))
 {
     char directory[MAX_PATH] = "";
-    ::GetCurrentDirectoryA(sizeof directory, directory);
-    return directory;
-}
-
-std::string TemporaryDirectory()
-{
-    char directory[MAX_PATH] = "";
-    ::GetTempPathA(sizeof directory, directory);
+    query(sizeof directory, directory);
     return directory;
 }
 
 // Files the library leaves in the platform's temporary directory while it asks the handle tool.
 long CountTemporaryFiles()
 {
-    static const std::string pattern = TemporaryDirectory() + "CKV*.tmp";
-    WIN32_FIND_DATAA entry;
-    HANDLE search = ::FindFirstFileA(pattern.c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE)
-        return 0;
-    long count = 0;
-    do {
-        ++count;
-    } while (::FindNextFileA(search, &entry));
-    ::FindClose(search);
-    return count;
+    static const std::string directory = PlatformDirectory(&::GetTempPathA);
+    const std::vector<std::string> names = kovratest::Entries(directory);
+    return static_cast<long>(std::count_if(names.begin(), names.end(), [](const std::string& name) {
+        return name.rfind("CKV", 0) == 0 && name.size() > 4 && name.compare(name.size() - 4, 4, ".tmp") == 0;
+    }));
 }
 
 // A temporary file of an object in temporary-file mode.
@@ -62,7 +51,7 @@ bool IsTemporaryFile(const std::string& path)
     return path.find("\\CKV_") != std::string::npos;
 }
 
-std::optional<std::string> Lookup(const std::map<std::string, std::string>& files, const std::string& path)
+std::optional<std::string> Lookup(const Files& files, const std::string& path)
 {
     auto found = files.find(path);
     return found == files.end() ? std::nullopt : std::optional<std::string>(found->second);
@@ -70,91 +59,98 @@ std::optional<std::string> Lookup(const std::map<std::string, std::string>& file
 
 std::string Describe(const std::optional<std::string>& state)
 {
-    if (!state)
-        return "absent";
-    if (*state == kDirectory)
-        return "a directory";
-    return std::to_string(state->size()) + " bytes";
-}
-
-bool IsDeletion(const std::string& function)
-{
-    return function == "DeleteFileA" || function == "_unlink";
-}
-
-std::string Difference(const char* what, long long before, long long after)
-{
-    return after == before ? "" : std::string(what) + " " + std::to_string(before) + " -> " + std::to_string(after);
+    return !state ? "absent" : *state == kDirectory ? "a directory" : std::to_string(state->size()) + " bytes";
 }
 
 std::string HoldingsProblem(const Holdings& before, const Holdings& after)
 {
-    std::string problem = Difference("handles", before.handles, after.handles);
-    for (const std::string& part : {Difference("heap blocks", before.heapBlocks, after.heapBlocks),
-                                    Difference("heap bytes", before.heapBytes, after.heapBytes)})
-        if (!part.empty())
-            problem += (problem.empty() ? "" : ", ") + part;
-    return problem.empty() ? "" : "left behind: " + problem;
+    std::string problem;
+    auto compare = [&](const char* what, long long was, long long is) {
+        if (was != is)
+            problem += (problem.empty() ? "left behind: " : ", ") + std::string(what) + " " + std::to_string(was) +
+                       " -> " + std::to_string(is);
+    };
+    compare("handles", before.handles, after.handles);
+    compare("heap blocks", before.heapBlocks, after.heapBlocks);
+    compare("heap bytes", before.heapBytes, after.heapBytes);
+    return problem;
 }
 
-} // namespace
+struct Run {
+    std::string result;
+    int cause = 0;
+    ArmedRun armed;
+    Holdings before, after;
+    long temporaryFilesLeft = 0;
+    Files files;
+};
 
-std::string Text(long long value)
-{
-    return std::to_string(value);
-}
+class Walker {
+public:
+    Walker(std::string fixture, Files layout);
+    void Walk(const Scenario& scenario);
+    std::vector<std::string> m_problems;
+    std::string Summary() const;
 
-std::string Text(const char* text)
-{
-    return text ? text : "(null)";
-}
+private:
+    Run Execute(const Scenario& scenario, std::vector<Failure> failures);
+    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const Failure* failure);
+    std::vector<std::string> FileProblems(const Run& clean, const Run& run, bool mustMatchClean) const;
+    const CallRule* RuleFor(const Scenario& scenario, const Failure& failure) const;
+    void LayOutFixture() const;
+    void Snapshot(const std::string& directory, Files& files) const;
 
-FaultWalk::FaultWalk(std::string fixture, std::map<std::string, std::string> files)
-    : m_fixture(std::move(fixture)), m_layout(std::move(files)), m_workingDirectory(WorkingDirectory())
+    std::string m_fixture;
+    Files m_layout;
+    Files m_laidOut;  // the fixture as every run starts with it
+    std::string m_workingDirectory = PlatformDirectory(&::GetCurrentDirectoryA);
+    std::set<std::string> m_members;
+    std::set<int> m_reached;
+    int m_scenarios = 0;
+    int m_failedCalls = 0;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
+
+Walker::Walker(std::string fixture, Files layout) : m_fixture(std::move(fixture)), m_layout(std::move(layout))
 {
     ::SetUnhandledExceptionFilter(&ReportCrash);
     // The first exception thrown inside the library may set up the unwinder's tables for good;
     // let that happen before anything is counted.
-    {
-        CKovra failed("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0);
-        char byte = 0;
-        failed.Read(&byte, 1, 0);
-        int cause = 0;
-        failed.GetLastError(&cause, nullptr, 0, 0);
-    }
+    CKovra failed("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0);
+    char byte = 0;
+    int cause = 0;
+    failed.Read(&byte, 1, 0);
+    failed.GetLastError(&cause);
     LayOutFixture();
-    m_laidOut = Snapshot();
+    Snapshot(m_fixture, m_laidOut);
 }
 
-void FaultWalk::Walk(const Scenario& scenario)
+void Walker::Walk(const Scenario& scenario)
 {
     ++m_scenarios;
     m_members.insert(scenario.member);
-    const std::vector<std::string>& functions = HookedFunctions();
     std::snprintf(g_currentRun, sizeof g_currentRun, "%s (%s), clean run", scenario.member.c_str(),
                   scenario.variant.c_str());
     Execute(scenario, {});  // the first run may set up what the library keeps for good
     const Run clean = Execute(scenario, {});
-    JudgeCleanRun(scenario, clean);
+    Judge(scenario, clean, clean, nullptr);
 
-    const int scriptedFunction = scenario.scripted.call.empty() ? -1 : FunctionIndex(scenario.scripted.call);
-    for (size_t function = 0; function < functions.size(); ++function) {
-        if (clean.counts[function] > 0)
-            m_reached.insert(static_cast<int>(function));
-        for (int ordinal = 1; ordinal <= clean.counts[function]; ++ordinal) {
-            if (static_cast<int>(function) == scriptedFunction && ordinal == scenario.scripted.ordinal)
-                continue;  // fails in every run already
-            const Planned failure{static_cast<int>(function), ordinal, static_cast<Fault>(m_failedCalls % kFaultCount)};
-            ++m_failedCalls;
+    const int scripted = scenario.scripted ? FunctionIndex(scenario.scripted) : -1;
+    for (int function = 0; function < static_cast<int>(clean.armed.counts.size()); ++function) {
+        const int calls = clean.armed.counts[static_cast<size_t>(function)];
+        if (calls > 0)
+            m_reached.insert(function);
+        for (int ordinal = function == scripted ? 2 : 1; ordinal <= calls; ++ordinal) {
+            const Failure failure{function, ordinal, static_cast<Fault>(m_failedCalls++ % kFaultCount)};
             std::snprintf(g_currentRun, sizeof g_currentRun, "%s (%s), call %d of %s failed with %s",
-                          scenario.member.c_str(), scenario.variant.c_str(), ordinal, functions[function].c_str(),
-                          CodeOf(failure.fault).name);
-            JudgeFaultRun(scenario, clean, failure, Execute(scenario, {failure}));
+                          scenario.member.c_str(), scenario.variant.c_str(), ordinal,
+                          HookedFunctions()[static_cast<size_t>(function)].c_str(), CodeOf(failure.fault).name);
+            Judge(scenario, clean, Execute(scenario, {failure}), &failure);
         }
     }
 }
 
-FaultWalk::Run FaultWalk::Execute(const Scenario& scenario, const std::vector<Planned>& failures)
+Run Walker::Execute(const Scenario& scenario, std::vector<Failure> failures)
 {
     LayOutFixture();
     const long temporaryFilesBefore = CountTemporaryFiles();
@@ -162,23 +158,9 @@ FaultWalk::Run FaultWalk::Execute(const Scenario& scenario, const std::vector<Pl
     World world;
     run.before = CurrentHoldings();
     scenario.setup(world);
-
-    ClearFailures();
-    if (!scenario.scripted.call.empty())
-        FailCall(FunctionIndex(scenario.scripted.call), scenario.scripted.ordinal, scenario.scripted.fault);
-    for (const Planned& failure : failures)
-        FailCall(failure.function, failure.ordinal, failure.fault);
-    Arm();
-    try {
-        run.result = scenario.act(world);
-    } catch (...) {
-        run.threw = true;
-    }
-    Disarm();
-    run.failuresMet = AllFailuresMet();
-    ClearFailures();
-    for (size_t function = 0; function < HookedFunctions().size(); ++function)
-        run.counts.push_back(CallCount(static_cast<int>(function)));
+    if (scenario.scripted)
+        failures.push_back({FunctionIndex(scenario.scripted), 1, scenario.scriptedFault});
+    run.armed = RunArmed(failures, [&] { run.result = scenario.act(world); });
     if (world.file)
         world.file->GetLastError(&run.cause, nullptr, 0, 0);
 
@@ -189,157 +171,122 @@ FaultWalk::Run FaultWalk::Execute(const Scenario& scenario, const std::vector<Pl
     ::SetCurrentDirectoryA(m_workingDirectory.c_str());
     run.after = CurrentHoldings();
     run.temporaryFilesLeft = CountTemporaryFiles() - temporaryFilesBefore;
-    run.files = Snapshot();
+    Snapshot(m_fixture, run.files);
     return run;
 }
 
-void FaultWalk::JudgeCleanRun(const Scenario& scenario, const Run& run)
+// Judges a run with one call failed, or, without a failure, the clean run itself.
+void Walker::Judge(const Scenario& scenario, const Run& clean, const Run& run, const Failure* failure)
 {
-    if (run.threw)
-        Report(scenario, "clean run: an exception crossed the interface");
-    if (!run.failuresMet)
-        Report(scenario, "clean run: the scripted failure was not met");
-    std::string held = HoldingsProblem(run.before, run.after);
-    if (!held.empty())
-        Report(scenario, "clean run: " + held);
-    if (run.temporaryFilesLeft != 0)
-        Report(scenario, "clean run: temporary files left: " + std::to_string(run.temporaryFilesLeft));
-    for (const auto& file : run.files)
-        if (IsTemporaryFile(file.first))
-            Report(scenario, "clean run: temporary file left: " + file.first);
-}
-
-void FaultWalk::JudgeFaultRun(const Scenario& scenario, const Run& clean, const Planned& failure, const Run& run)
-{
-    const std::string& function = HookedFunctions()[static_cast<size_t>(failure.function)];
-    const FaultCode& code = CodeOf(failure.fault);
-    const std::string prefix = "call " + std::to_string(failure.ordinal) + " of " + function + " failed with " +
-                               code.name + ": ";
-    const CallRule* rule = RuleFor(scenario, failure.function, failure.ordinal);
+    const std::string function = failure ? HookedFunctions()[static_cast<size_t>(failure->function)] : "";
+    const CallRule* rule = failure ? RuleFor(scenario, *failure) : nullptr;
+    const Fault fault = failure ? failure->fault : Fault::accessDenied;
     unsigned effect = rule ? rule->effect : 0;
-    const bool believedGone = (effect & kNotFoundMeansGone) && failure.fault == Fault::pathNotFound;
+    const bool believedGone = (effect & kNotFoundMeansGone) && fault == Fault::pathNotFound;
     if (believedGone)
         effect |= kAnyResult | kFilesMayDiffer;
+    const bool retried = (effect & kRetriesSharing) && fault == Fault::sharingViolation;
+    const std::string& dueResult = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
+    const int dueCause = rule && rule->cause >= 0 ? rule->cause : (effect & kRecords) ? CodeOf(fault).cause : clean.cause;
+    // A failed deletion leaves the file it would have removed.
+    const bool leftoversExcused = function == "DeleteFileA" || function == "_unlink" || believedGone;
 
-    if (run.threw)
-        Report(scenario, prefix + "an exception crossed the interface");
-    if (!run.failuresMet)
-        Report(scenario, prefix + "the call was not made again");
-    const bool retried = (effect & kRetriesSharing) && failure.fault == Fault::sharingViolation;
-    const std::string& due = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
-    if (!(effect & kAnyResult) && run.result != due)
-        Report(scenario, prefix + "answered \"" + run.result + "\" where \"" + due + "\" was due");
-    const int dueCause = rule && rule->cause >= 0 ? rule->cause : (effect & kRecords) ? code.cause : clean.cause;
+    std::vector<std::string> problems;
+    if (run.armed.threw)
+        problems.push_back("an exception crossed the interface");
+    if (!run.armed.failuresMet)
+        problems.push_back("a failure planned for the run was not met");
+    if (!(effect & kAnyResult) && run.result != dueResult)
+        problems.push_back("answered \"" + run.result + "\" where \"" + dueResult + "\" was due");
     if (run.cause != dueCause)
-        Report(scenario, prefix + "GetLastError reported cause " + std::to_string(run.cause) + " where " +
-                             std::to_string(dueCause) + " was due");
-
-    std::string held = HoldingsProblem(run.before, run.after);
-    if (!held.empty())
-        Report(scenario, prefix + held);
-    const bool leftoversExcused = IsDeletion(function) || believedGone;
+        problems.push_back("GetLastError reported cause " + std::to_string(run.cause) + " where " +
+                           std::to_string(dueCause) + " was due");
+    if (std::string held = HoldingsProblem(run.before, run.after); !held.empty())
+        problems.push_back(held);
     if (run.temporaryFilesLeft != 0 && !leftoversExcused)
-        Report(scenario, prefix + "temporary files left: " + std::to_string(run.temporaryFilesLeft));
+        problems.push_back("temporary files left: " + std::to_string(run.temporaryFilesLeft));
+    for (const auto& file : run.files)
+        if (IsTemporaryFile(file.first) && !leftoversExcused && (!failure || !clean.files.count(file.first)))
+            problems.push_back("temporary file left: " + file.first);
     const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
-    for (const std::string& problem :
-         FileProblems(clean, run, answeredSuccess && !(effect & kFilesMayDiffer), leftoversExcused))
-        Report(scenario, prefix + problem);
+    for (const std::string& problem : FileProblems(clean, run, answeredSuccess && !(effect & kFilesMayDiffer)))
+        problems.push_back(problem);
+
+    const std::string prefix = scenario.member + " (" + scenario.variant + "), " +
+                               (failure ? "call " + std::to_string(failure->ordinal) + " of " + function +
+                                              " failed with " + CodeOf(fault).name
+                                        : std::string("clean run")) + ": ";
+    for (const std::string& problem : problems)
+        m_problems.push_back(prefix + problem);
 }
 
 // The files after a run must be, path by path, as they were laid out or as a clean run leaves
 // them (exactly as a clean run leaves them when the member answered success), and a file
 // that a clean run moves must be at one of its two places.
-std::vector<std::string> FaultWalk::FileProblems(const Run& clean, const Run& run, bool mustMatchClean,
-                                                 bool leftoversExcused) const
+std::vector<std::string> Walker::FileProblems(const Run& clean, const Run& run, bool mustMatchClean) const
 {
     std::set<std::string> paths;
     for (const Files* files : {&m_laidOut, &clean.files, &run.files})
         for (const auto& file : *files)
             paths.insert(file.first);
-
     std::vector<std::string> problems;
     for (const std::string& path : paths) {
-        const auto before = Lookup(m_laidOut, path);
-        const auto cleanAfter = Lookup(clean.files, path);
+        const auto before = Lookup(m_laidOut, path), cleanAfter = Lookup(clean.files, path);
         const auto after = Lookup(run.files, path);
-        if (after == cleanAfter || (leftoversExcused && IsTemporaryFile(path)))
+        if (after == cleanAfter || IsTemporaryFile(path) || (!mustMatchClean && after == before))
             continue;
-        if (mustMatchClean)
-            problems.push_back(path + " is " + Describe(after) + " though the member answered success (a clean run: " +
-                               Describe(cleanAfter) + ")");
-        else if (after != before)
-            problems.push_back(path + " is " + Describe(after) + ", neither as before (" + Describe(before) +
-                               ") nor as after a clean run (" + Describe(cleanAfter) + ")");
+        problems.push_back(path + " is " + Describe(after) +
+                           (mustMatchClean ? " though the member answered success"
+                                           : ", neither as before (" + Describe(before) + ")") +
+                           ", a clean run leaves it " + Describe(cleanAfter));
     }
-    for (const auto& [path, bytes] : m_laidOut) {
-        if (bytes == kDirectory || clean.files.count(path))
-            continue;
-        for (const auto& [target, moved] : clean.files) {
-            if (moved != bytes || m_laidOut.count(target))
-                continue;
-            if (Lookup(run.files, path) != bytes && Lookup(run.files, target) != bytes)
-                problems.push_back(path + " is lost: neither there nor at " + target);
-        }
-    }
+    for (const auto& [path, bytes] : m_laidOut)
+        if (bytes != kDirectory && !clean.files.count(path))
+            for (const auto& [target, moved] : clean.files)
+                if (moved == bytes && !m_laidOut.count(target) && Lookup(run.files, path) != bytes &&
+                    Lookup(run.files, target) != bytes)
+                    problems.push_back(path + " is lost: neither there nor at " + target);
     return problems;
 }
 
-const CallRule* FaultWalk::RuleFor(const Scenario& scenario, int function, int ordinal) const
+const CallRule* Walker::RuleFor(const Scenario& scenario, const Failure& failure) const
 {
-    const std::string& name = HookedFunctions()[static_cast<size_t>(function)];
-    const std::string numbered = name + "#" + std::to_string(ordinal);
-    for (const std::string& wanted : {numbered, name})
+    const std::string& name = HookedFunctions()[static_cast<size_t>(failure.function)];
+    for (const std::string& wanted : {name + "#" + std::to_string(failure.ordinal), name})
         for (const CallRule& rule : scenario.rules)
             if (rule.call == wanted)
                 return &rule;
     return nullptr;
 }
 
-void FaultWalk::LayOutFixture() const
+void Walker::LayOutFixture() const
 {
     kovratest::RemoveTree(m_fixture);
     kovratest::MakeDirectories(m_fixture);
     for (const auto& [name, bytes] : m_layout) {
-        if (!name.empty() && name.back() == '\\')
+        if (name.back() == '\\')
             kovratest::MakeDirectories(m_fixture + name);
         else
             kovratest::WriteFileBytes(m_fixture + name, bytes);
     }
 }
 
-FaultWalk::Files FaultWalk::Snapshot() const
+void Walker::Snapshot(const std::string& directory, Files& files) const
 {
-    Files files;
-    std::vector<std::string> directories{m_fixture};
-    while (!directories.empty()) {
-        const std::string directory = directories.back();
-        directories.pop_back();
-        WIN32_FIND_DATAA entry;
-        HANDLE search = ::FindFirstFileA((directory + "*").c_str(), &entry);
-        if (search == INVALID_HANDLE_VALUE)
-            continue;
-        do {
-            const std::string name = entry.cFileName;
-            if (name == "." || name == ".." || (directory == m_fixture && name == kLogName))
-                continue;
-            if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-                files[directory + name] = kDirectory;
-                directories.push_back(directory + name + "\\");
-            } else {
-                files[directory + name] = kovratest::ReadFileBytes(directory + name);
-            }
-        } while (::FindNextFileA(search, &entry));
-        ::FindClose(search);
+    for (const std::string& name : kovratest::Entries(directory)) {
+        const std::string path = directory + name;
+        if (directory == m_fixture && name == "CKOVRA.LOG")
+            continue;  // the library's own log grows in every run
+        if (::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY) {
+            files[path] = kDirectory;
+            Snapshot(path + "\\", files);
+        } else {
+            files[path] = kovratest::ReadFileBytes(path);
+        }
     }
-    return files;
 }
 
-void FaultWalk::Report(const Scenario& scenario, const std::string& what)
-{
-    m_problems.push_back(scenario.member + " (" + scenario.variant + "), " + what);
-}
-
-std::string FaultWalk::Summary() const
+std::string Walker::Summary() const
 {
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     std::string uncalled;
@@ -353,6 +300,18 @@ std::string FaultWalk::Summary() const
                   HookedFunctions().size(), m_reached.size(), uncalled.c_str(), m_members.size(), m_scenarios,
                   m_failedCalls, seconds);
     return line;
+}
+
+} // namespace
+
+std::vector<std::string> WalkAll(const std::string& fixture, const std::map<std::string, std::string>& files,
+                                 const std::vector<Scenario>& scenarios, std::string& summary)
+{
+    Walker walker(fixture, files);
+    for (const Scenario& scenario : scenarios)
+        walker.Walk(scenario);
+    summary = walker.Summary();
+    return walker.m_problems;
 }
 
 } // namespace kovrafaults
