@@ -17,7 +17,7 @@ template <typename Work>
 void WithFailedCall(const char* function, int ordinal, Fault fault, Work work)
 {
     ASSERT_TRUE(InstallHooks());
-    EXPECT_TRUE(RunArmed({{FunctionIndex(function), ordinal, fault}}, work).failuresMet) << function;
+    EXPECT_TRUE(RunArmed({{function, ordinal, fault}}, work).failuresMet) << function;
 }
 
 // An existence test that fails for another reason than a missing file proves nothing:

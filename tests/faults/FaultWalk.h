@@ -50,7 +50,7 @@ struct Scenario {
     std::string failureResult;
     std::vector<CallRule> rules;
     // The first call of this function fails in every run, so that the walk reaches the road after it.
-    const char* scripted = nullptr;
+    std::string scripted = "";
     Fault scriptedFault = Fault::accessDenied;
 };
 

@@ -29,43 +29,39 @@ const FaultCode kCodes[kFaultCount] = {
 
 // ---- counting and failing ---------------------------------------------------------------------
 
-struct Planned {
-    Failure failure;
-    bool met;
-};
 DWORD g_armedThread = 0;
 std::vector<int> g_counts;
-std::vector<Planned> g_planned;
+std::vector<std::pair<Failure, bool>> g_planned;  // and whether its call was made
 
-// Counts a call of function; the fault it must fail with, or null to let it through.
-const FaultCode* FaultOfNextCall(int function)
+// How a stand-in fails: with 0 (FALSE, null) or -1 (INVALID_HANDLE_VALUE, INVALID_FILE_ATTRIBUTES);
+// a close runs the real function first: a close that fails has closed all the same.
+enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
+
+struct Hook {
+    const char* name;
+    int index;
+    unsigned failing;
+    bool runtime;  // a C run-time function: its failure sets errno too
+};
+
+// Counts a call; the fault it must fail with, or null to let it through.
+const FaultCode* FaultOfNextCall(const Hook& hook)
 {
     if (g_armedThread != ::GetCurrentThreadId())
         return nullptr;
-    const int ordinal = ++g_counts[static_cast<size_t>(function)];
-    for (Planned& planned : g_planned)
-        if (planned.failure.function == function && planned.failure.ordinal == ordinal) {
-            planned.met = true;
-            return &CodeOf(planned.failure.fault);
+    const int ordinal = ++g_counts[static_cast<size_t>(hook.index)];
+    for (auto& [failure, met] : g_planned)
+        if (failure.function == hook.name && failure.ordinal == ordinal) {
+            met = true;
+            return &CodeOf(failure.fault);
         }
     return nullptr;
 }
 
-// How a stand-in fails: with 0 (FALSE, null), or -1 (INVALID_HANDLE_VALUE,
-// INVALID_FILE_ATTRIBUTES); a close runs the real function first, as a close that fails has
-// still closed and the caller must not be left holding the handle.
-enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
-
-struct Hook {
-    int index = -1;  // in HookedFunctions
-    unsigned failing = kZero;
-    bool runtime = false;  // a C run-time function: its failure sets errno too
-};
-
 template <typename Result, typename Function, typename... Arguments>
 Result Intercept(const Hook& hook, Function real, Function failure, Arguments... arguments)
 {
-    const FaultCode* fault = FaultOfNextCall(hook.index);
+    const FaultCode* fault = FaultOfNextCall(hook);
     if (!fault)
         return real(arguments...);
     if (hook.failing & kClosesAnyway)
@@ -85,22 +81,22 @@ Result Intercept(const Hook& hook, Function real, Function failure, Arguments...
     return result;
 }
 
-// The stand-in of one imported function of type Function; Id tells the functions of one
-// type apart. Each calling convention needs a definition of its own.
+// The stand-in of one imported function of type Function; Id tells the functions of one type
+// apart. Each calling convention needs a definition of its own.
 template <int Id, typename Function>
 struct StandIn;
 
-#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                     \
-    template <int Id, typename Result, typename... Arguments>                                 \
-    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                   \
-        using Function = Result(CONVENTION*)(Arguments...);                                   \
-        static inline Function real = nullptr;                                                \
+#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                        \
+    template <int Id, typename Result, typename... Arguments>                                    \
+    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                      \
+        using Function = Result(CONVENTION*)(Arguments...);                                      \
+        static inline Function real = nullptr;                                                   \
         static inline Function failure = nullptr; /* gives the failure where a value won't do */ \
-        static inline Hook hook;                                                              \
-        static Result CONVENTION Call(Arguments... arguments)                                 \
-        {                                                                                     \
-            return Intercept<Result>(hook, real, failure, arguments...);                      \
-        }                                                                                     \
+        static inline Hook hook;                                                                 \
+        static Result CONVENTION Call(Arguments... arguments)                                    \
+        {                                                                                        \
+            return Intercept<Result>(hook, real, failure, arguments...);                         \
+        }                                                                                        \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
@@ -120,14 +116,17 @@ Redirection Redirect(const char* module, const char* name, unsigned failing, Fun
 {
     using Stand = StandIn<Id, Function>;
     Stand::failure = failure;
-    Stand::hook = {-1, failing, std::strcmp(module, kRuntime) == 0};
+    Stand::hook = {name, -1, failing, std::strcmp(module, kRuntime) == 0};
     return {module, name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), &Stand::hook};
 }
 
-#define HOOK(module, function, ...) Redirect<__COUNTER__, decltype(&::function)>(module, #function, __VA_ARGS__)
+template <typename Function>
+Redirection Plain(const char* module, const char* name, Function replacement, Function* real)
+{
+    return {module, name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
+}
 
-// Failures that a return value alone doesn't describe: a profile service that can't read
-// the file gives the default, or an empty section.
+// A profile service that can't read the file answers the default, or an empty section.
 DWORD WINAPI ProfileStringUnread(LPCSTR, LPCSTR, LPCSTR defaultText, LPSTR buffer, DWORD size, LPCSTR)
 {
     if (!buffer || size == 0)
@@ -143,17 +142,72 @@ DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
     return 0;
 }
 
+// ---- heap accounting --------------------------------------------------------------------------
+
+// The blocks that kovra.dll allocated and hasn't freed. Blocks it frees without having
+// allocated them (objects a caller made with new, freed by its deleting destructor) don't count.
+std::mutex g_heapLock;
+std::unordered_map<void*, size_t> g_liveBlocks;
+long long g_liveBytes = 0;
+
+template <typename Block>
+Block* Allocated(Block* block)
+{
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    if (block)
+        g_liveBytes += static_cast<long long>(g_liveBlocks[block] = _msize(block));
+    return block;
+}
+
+void Released(void* block)
+{
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    auto found = g_liveBlocks.find(block);
+    if (found != g_liveBlocks.end()) {
+        g_liveBytes -= static_cast<long long>(found->second);
+        g_liveBlocks.erase(found);
+    }
+}
+
+void* (__cdecl* g_malloc)(size_t) = nullptr;
+void* (__cdecl* g_calloc)(size_t, size_t) = nullptr;
+void* (__cdecl* g_realloc)(void*, size_t) = nullptr;
+void (__cdecl* g_free)(void*) = nullptr;
+char* (__cdecl* g_strdup)(const char*) = nullptr;
+FARPROC (WINAPI* g_getProcAddress)(HMODULE, LPCSTR) = nullptr;
+
+void* __cdecl CountedMalloc(size_t size) { return Allocated(g_malloc(size)); }
+void* __cdecl CountedCalloc(size_t count, size_t size) { return Allocated(g_calloc(count, size)); }
+char* __cdecl CountedStrdup(const char* text) { return Allocated(g_strdup(text)); }
+void __cdecl CountedFree(void* block)
+{
+    Released(block);
+    g_free(block);
+}
+
+void* __cdecl CountedRealloc(void* old, size_t size)
+{
+    void* block = g_realloc(old, size);
+    if (block || size == 0) {  // the old block is gone: moved, resized or freed
+        Released(old);
+        Allocated(block);
+    }
+    return block;
+}
+
+// ---- the redirections ---------------------------------------------------------------------------
+
+FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
+
 // _sopen is variadic (the library always passes the permission argument), and the name and
 // record of _stat differ between the two targets.
 using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
 using StatusByName = int(__cdecl*)(const char*, void*);
-#if defined(_WIN64)
-constexpr char kStatusFunction[] = "_stat64";
-#else
-constexpr char kStatusFunction[] = "_stat";
-#endif
+constexpr const char* kStatus = sizeof(void*) == 8 ? "_stat64" : "_stat";
+#define HOOK(module, function, ...) Redirect<__COUNTER__, decltype(&::function)>(module, #function, __VA_ARGS__)
 
-const std::vector<Redirection>& FaultRedirections()
+// The functions that can be failed first, in the order of HookedFunctions.
+const std::vector<Redirection>& Redirections()
 {
     static const std::vector<Redirection> redirections = {
         HOOK(kKernel, CreateFileA, kMinusOne), HOOK(kKernel, ReadFile, kZero), HOOK(kKernel, WriteFile, kZero),
@@ -176,110 +230,28 @@ const std::vector<Redirection>& FaultRedirections()
         HOOK(kKernel, LoadLibraryA, kZero), Redirect<__COUNTER__, OpenWithSharing>(kRuntime, "_sopen", kMinusOne),
         HOOK(kRuntime, _write, kMinusOne), HOOK(kRuntime, _read, kMinusOne),
         HOOK(kRuntime, _close, kClosesAnyway | kMinusOne), HOOK(kRuntime, _access, kMinusOne),
-        Redirect<__COUNTER__, StatusByName>(kRuntime, kStatusFunction, kMinusOne), HOOK(kRuntime, _unlink, kMinusOne),
+        Redirect<__COUNTER__, StatusByName>(kRuntime, kStatus, kMinusOne), HOOK(kRuntime, _unlink, kMinusOne),
         HOOK(kRuntime, _chdir, kMinusOne), HOOK(kRuntime, _chdrive, kMinusOne), HOOK(kRuntime, fopen, kZero),
         HOOK(kRuntime, fgets, kZero), HOOK(kRuntime, fclose, kClosesAnyway | kMinusOne),
-    };
-    return redirections;
-}
-
-// ---- heap accounting ----------------------------------------------------------------------------
-
-// The blocks that kovra.dll allocated and hasn't freed. Blocks it frees without having
-// allocated them (objects a caller made with new, freed by its deleting destructor) don't count.
-std::mutex g_heapLock;
-std::unordered_map<void*, size_t> g_liveBlocks;
-long long g_liveBytes = 0;
-
-void* (__cdecl* g_malloc)(size_t) = nullptr;
-void* (__cdecl* g_calloc)(size_t, size_t) = nullptr;
-void* (__cdecl* g_realloc)(void*, size_t) = nullptr;
-void (__cdecl* g_free)(void*) = nullptr;
-char* (__cdecl* g_strdup)(const char*) = nullptr;
-
-template <typename Block>
-Block* Allocated(Block* block)
-{
-    std::lock_guard<std::mutex> hold(g_heapLock);
-    if (block)
-        g_liveBytes += static_cast<long long>(g_liveBlocks[block] = _msize(block));
-    return block;
-}
-
-void Released(void* block)
-{
-    std::lock_guard<std::mutex> hold(g_heapLock);
-    auto found = g_liveBlocks.find(block);
-    if (found != g_liveBlocks.end()) {
-        g_liveBytes -= static_cast<long long>(found->second);
-        g_liveBlocks.erase(found);
-    }
-}
-
-void* __cdecl CountedMalloc(size_t size) { return Allocated(g_malloc(size)); }
-void* __cdecl CountedCalloc(size_t count, size_t size) { return Allocated(g_calloc(count, size)); }
-char* __cdecl CountedStrdup(const char* text) { return Allocated(g_strdup(text)); }
-
-void* __cdecl CountedRealloc(void* old, size_t size)
-{
-    void* block = g_realloc(old, size);
-    if (block || size == 0) {  // the old block is gone: moved, resized or freed
-        Released(old);
-        Allocated(block);
-    }
-    return block;
-}
-
-void __cdecl CountedFree(void* block)
-{
-    Released(block);
-    g_free(block);
-}
-
-// ---- functions looked up at run time ------------------------------------------------------------
-
-FARPROC (WINAPI* g_getProcAddress)(HMODULE, LPCSTR) = nullptr;
-
-FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
-{
-    FARPROC found = g_getProcAddress(module, name);
-    if (found && !IS_INTRESOURCE(name))
-        for (const Redirection& redirection : FaultRedirections())
-            if (std::strcmp(redirection.name, name) == 0) {
-                *redirection.real = reinterpret_cast<void*>(found);
-                return reinterpret_cast<FARPROC>(redirection.replacement);
-            }
-    return found;
-}
-
-template <typename Function>
-Redirection Plain(const char* module, const char* name, Function replacement, Function* real)
-{
-    return {module, name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
-}
-
-const std::vector<Redirection>& OtherRedirections()
-{
-    static const std::vector<Redirection> redirections = {
-        Plain(kRuntime, "malloc", &CountedMalloc, &g_malloc),
-        Plain(kRuntime, "calloc", &CountedCalloc, &g_calloc),
-        Plain(kRuntime, "realloc", &CountedRealloc, &g_realloc),
-        Plain(kRuntime, "free", &CountedFree, &g_free),
+        Plain(kRuntime, "malloc", &CountedMalloc, &g_malloc), Plain(kRuntime, "calloc", &CountedCalloc, &g_calloc),
+        Plain(kRuntime, "realloc", &CountedRealloc, &g_realloc), Plain(kRuntime, "free", &CountedFree, &g_free),
         Plain(kRuntime, "_strdup", &CountedStrdup, &g_strdup),
         Plain(kKernel, "GetProcAddress", &RedirectingGetProcAddress, &g_getProcAddress),
     };
     return redirections;
 }
 
-// ---- the import table ---------------------------------------------------------------------------
-
-const Redirection* RedirectionFor(const char* module, const char* name)
+// Functions that the library looks up at run time are redirected as its imports are.
+FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
 {
-    for (const auto* list : {&FaultRedirections(), &OtherRedirections()})
-        for (const Redirection& redirection : *list)
-            if (::lstrcmpiA(redirection.module, module) == 0 && std::strcmp(redirection.name, name) == 0)
-                return &redirection;
-    return nullptr;
+    FARPROC found = g_getProcAddress(module, name);
+    if (found && !IS_INTRESOURCE(name))
+        for (const Redirection& redirection : Redirections())
+            if (std::strcmp(redirection.name, name) == 0) {
+                *redirection.real = reinterpret_cast<void*>(found);
+                return reinterpret_cast<FARPROC>(redirection.replacement);
+            }
+    return found;
 }
 
 bool Patch(ULONG_PTR& slot, const Redirection& redirection)
@@ -294,24 +266,22 @@ bool Patch(ULONG_PTR& slot, const Redirection& redirection)
     return true;
 }
 
-bool PatchImportTable(HMODULE library)
+bool PatchImportTable(BYTE* base)
 {
-    auto* base = reinterpret_cast<BYTE*>(library);
     auto* headers = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress); module->Name;
-         ++module) {
-        const DWORD namesOffset = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
-        auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + namesOffset);
-        auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk);
-        for (; names->u1.AddressOfData; ++names, ++slots) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
+    const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); module->Name; ++module) {
+        const DWORD names = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
+        auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + names);
+        for (auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk); name->u1.AddressOfData;
+             ++name, ++slot) {
+            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
                 continue;
-            const auto* import = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            const Redirection* redirection = RedirectionFor(reinterpret_cast<const char*>(base + module->Name),
-                                                            reinterpret_cast<const char*>(import->Name));
-            if (redirection && !Patch(slots->u1.Function, *redirection))
-                return false;
+            const char* function = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData)->Name;
+            for (const Redirection& redirection : Redirections())
+                if (::lstrcmpiA(redirection.module, reinterpret_cast<const char*>(base + module->Name)) == 0 &&
+                    std::strcmp(redirection.name, function) == 0 && !Patch(slot->u1.Function, redirection))
+                    return false;
         }
     }
     return true;
@@ -319,14 +289,13 @@ bool PatchImportTable(HMODULE library)
 
 // ---- handles ------------------------------------------------------------------------------------
 
-// The system's list of every open handle (information class 16): wine answers no count per
-// process.
+// Wine counts no handles per process: they are counted in the system's list of every open
+// handle (information class 16).
 struct SystemHandleList {
     ULONG count;
     struct {
         ULONG ownerProcessId;
-        BYTE objectType;
-        BYTE flags;
+        BYTE objectType, flags;
         USHORT value;
         PVOID object;
         ACCESS_MASK access;
@@ -359,43 +328,37 @@ const FaultCode& CodeOf(Fault fault)
     return kCodes[static_cast<int>(fault)];
 }
 
-bool InstallHooks()
-{
-    static const bool installed = [] {
-        HMODULE library = ::GetModuleHandleA("kovra.dll");
-        const std::vector<Redirection>& redirections = FaultRedirections();
-        for (size_t index = 0; index < redirections.size(); ++index)
-            redirections[index].hook->index = static_cast<int>(index);
-        g_counts.assign(redirections.size(), 0);
-        return library && PatchImportTable(library);
-    }();
-    return installed;
-}
-
 const std::vector<std::string>& HookedFunctions()
 {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> list;
-        for (const Redirection& redirection : FaultRedirections())
-            list.emplace_back(redirection.name);
+        for (const Redirection& redirection : Redirections())
+            if (redirection.hook) {
+                redirection.hook->index = static_cast<int>(list.size());
+                list.emplace_back(redirection.name);
+            }
+        g_counts.assign(list.size(), 0);
         return list;
     }();
     return names;
 }
 
-int FunctionIndex(const std::string& name)
+bool InstallHooks()
 {
-    const std::vector<std::string>& names = HookedFunctions();
-    const auto found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+    static const bool installed = [] {
+        HookedFunctions();
+        HMODULE library = ::GetModuleHandleA("kovra.dll");
+        return library && PatchImportTable(reinterpret_cast<BYTE*>(library));
+    }();
+    return installed;
 }
 
 ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void()>& work)
 {
     g_planned.clear();
     for (const Failure& failure : failures)
-        g_planned.push_back({failure, false});
-    g_counts.assign(g_counts.size(), 0);
+        g_planned.emplace_back(failure, false);
+    std::fill(g_counts.begin(), g_counts.end(), 0);
     ArmedRun run;
     g_armedThread = ::GetCurrentThreadId();
     try {
@@ -405,7 +368,8 @@ ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void
     }
     g_armedThread = 0;
     run.counts = g_counts;
-    run.failuresMet = std::all_of(g_planned.begin(), g_planned.end(), [](const Planned& planned) { return planned.met; });
+    for (const auto& planned : g_planned)
+        run.failuresMet = run.failuresMet && planned.second;
     return run;
 }
 

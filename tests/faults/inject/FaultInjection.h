@@ -26,16 +26,15 @@ const FaultCode& CodeOf(Fault fault);
 
 // Redirects the imports of the loaded kovra.dll, once per process; false when it can't.
 bool InstallHooks();
-const std::vector<std::string>& HookedFunctions();  // a function's index in this list names it
-int FunctionIndex(const std::string& name);         // -1 for a name that isn't hooked
+const std::vector<std::string>& HookedFunctions();
 
 struct Failure {
-    int function;
+    std::string function;
     int ordinal;  // 1: the function's first call in the run
     Fault fault;
 };
 struct ArmedRun {
-    std::vector<int> counts;  // calls of each hooked function
+    std::vector<int> counts;  // calls of each function, as HookedFunctions lists them
     bool failuresMet = true;  // every failure was met by its call
     bool threw = false;
 };
