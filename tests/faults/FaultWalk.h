@@ -61,6 +61,11 @@ std::vector<std::string> WalkAll(const std::string& fixture, const std::map<std:
                                  const std::vector<Scenario>& scenarios, std::string& summary);
 
 // A result as the walk compares it.
+inline std::string Text(std::string text)
+{
+    return text;
+}
+
 template <typename Value>
 std::string Text(Value value)
 {

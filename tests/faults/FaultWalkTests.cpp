@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "FaultWalk.h"
 #include "kovra/diag.h"
@@ -21,25 +22,26 @@ using Act = std::function<std::string(World&)>;
 
 const std::string kRoot = KOVRA_TEST_DRIVE ":\\APP\\";
 void* const kSession = reinterpret_cast<void*>(0x5eed);
+const ATL::CTime kTime(1600000000);
+ATL::CTime g_time;
+char g_text[256];  // what a member writes out
+
+char* Scratch(const char* text = "")
+{
+    return std::strcpy(g_text, text);
+}
 
 const std::map<std::string, std::string> kFixture = {
-    {"DATA.TXT", "alpha\r\nbeta\r\ngamma\r\n"},
-    {"DEST.TXT", "dest\r\n"},
-    {"PROFILE.INI", "[S]\r\nK=42\r\n"},
+    {"DATA.TXT", "alpha\r\nbeta\r\ngamma\r\n"}, {"DEST.TXT", "dest\r\n"}, {"PROFILE.INI", "[S]\r\nK=42\r\n"},
     {"CHECK.INI", "[DefaultSettings]\r\nOption=0x10\r\n[T1]\r\nLocation=BASE\r\n[T2]\r\nBaseType=T9\r\nLocation=NOWHERE\r\n"},
-    {"EMPTY\\", ""},
-    {"FIND\\A.TXT", "a"},
-    {"FIND\\B.TXT", "bb"},
-    {"CLIENTS\\0042\\", ""},
+    {"EMPTY\\", ""}, {"FIND\\A.TXT", "a"}, {"FIND\\B.TXT", "bb"}, {"CLIENTS\\0042\\", ""},
 };
 
-// An open of the platform file: it must fail the member, and GetLastError must name the cause.
+// An open of the platform file must fail the member, and GetLastError must name the cause.
 const CallRule kOpenFails{"CreateFileA", kShows | kRetriesSharing};
 const CallRule kSeekFails{"SetFilePointerEx", kShows};
 const CallRule kWriteFails{"WriteFile", kShows};
 const CallRule kNoStatus{"GetFileAttributesExA", kFails};
-
-// ---- set-ups ----------------------------------------------------------------------------------
 
 void Nothing(World&) {}
 
@@ -78,6 +80,12 @@ Setup Searching(int entriesMadeCurrent)
     };
 }
 
+// Undone after the run, as for a member that starts a session or binds a thread.
+Setup Undoing(void (*undo)())
+{
+    return [=](World& world) { world.undo.push_back(undo); };
+}
+
 // The calling thread bound to a session of its own, so that the identity setters change
 // nothing that the other scenarios resolve with.
 void OwnSession(World& world)
@@ -98,21 +106,27 @@ Act Opening(const char* name, unsigned long options)
     return ACT(w.file->Open("DFT", name, options, nullptr, 0));
 }
 
-// ---- scenarios from tables --------------------------------------------------------------------
+template <typename Object>
+std::string Destroyed(std::unique_ptr<Object>& object)
+{
+    object.reset();
+    return "";
+}
 
 // Each profile member fails, or answers its default, when its profile service fails.
-Scenario OnProfile(const char* member, const char* variant, Act act, std::string failureResult, bool writes)
+Scenario OnProfile(const char* member, const char* variant, Act act, std::string failureResult, const char* service)
 {
-    return {member, variant, Resolved("PROFILE.INI"), std::move(act), std::move(failureResult),
-            {{writes ? "WritePrivateProfileStringA" : "GetPrivateProfileStringA", kFails}}};
+    return {member, variant, Resolved("PROFILE.INI"), std::move(act), std::move(failureResult), {{service, kFails}}};
 }
 
 // A numeric overload pair: the value written, and read back with the same value as default.
 template <typename Number>
 void AddNumberOverloads(std::vector<Scenario>& scenarios, const char* variant, Number value)
 {
-    scenarios.push_back(OnProfile("WriteProfile", variant, ACT(w.file->WriteProfile("S", "K", value, 0)), "0", true));
-    scenarios.push_back(OnProfile("GetProfile", variant, ACT(w.file->GetProfile("S", "K", value, 0)), Text(value), false));
+    scenarios.push_back(OnProfile("WriteProfile", variant, ACT(w.file->WriteProfile("S", "K", value, 0)), "0",
+                                  "WritePrivateProfileStringA"));
+    scenarios.push_back(OnProfile("GetProfile", variant, ACT(w.file->GetProfile("S", "K", value, 0)), Text(value),
+                                  "GetPrivateProfileStringA"));
 }
 
 // A member that makes no platform call: the walk confirms that it makes none.
@@ -127,14 +141,12 @@ Scenario Quiet(const char* member, Act act)
 
 std::vector<Scenario> Scenarios()
 {
+    const Setup reading = Opened("DATA.TXT", KOVRA_READ), writing = Opened("DATA.TXT", KOVRA_READWRITE);
+    const Setup data = Resolved("DATA.TXT");
     std::vector<Scenario> scenarios = {
-        // ---- open and close
         {"CKovra", "read", Nothing,
-         [](World& w) {
-             w.file = std::make_unique<CKovra>("DFT", "DATA.TXT", KOVRA_READ, nullptr, 0);
-             return Text(w.file->IsOpen(0));
-         },
-         "0", {kOpenFails}},
+         ACT((w.file = std::make_unique<CKovra>("DFT", "DATA.TXT", KOVRA_READ, nullptr, 0))->IsOpen(0)), "0",
+         {kOpenFails}},
         {"Open", "read/write, deny write", Unopened, Opening("DATA.TXT", KOVRA_READWRITE | KOVRA_DENY_WRITE), "0",
          {kOpenFails}},
         {"Open", "truncate, exclusive", Unopened,
@@ -155,131 +167,81 @@ std::vector<Scenario> Scenarios()
          {{"CreateFileA#2", kShows}, {"CreateFileA#3", kShows | kRetriesSharing}, {"GetFileAttributesA", kShows},
           {"SetFileAttributesA", kShows}, {"SetFileTime", kShows}, kNoStatus},
          "CreateFileA"},
-        {"Close", "open file", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->Close(0)), "0", {}},
+        {"Close", "open file", writing, ACT(w.file->Close(0)), "0", {}},
         {"Close", "temporary file", OpenedTemporary, ACT(w.file->Close(0)), "0",
          {{"DeleteFileA", kRecords}, {"_access", kNotFoundMeansGone}}},
-        {"~CKovra", "temporary file", OpenedTemporary,
-         [](World& w) {
-             w.file.reset();
-             return std::string();
-         },
-         "",
-         {{"_access", kNotFoundMeansGone}}},
+        {"~CKovra", "temporary file", OpenedTemporary, ACT(Destroyed(w.file)), "", {{"_access", kNotFoundMeansGone}}},
         {"GetRealFileName", "type and name", Unopened, ACT(w.file->GetRealFileName("DFT", "DATA.TXT", 0)), "", {}},
         {"GetLastError", "pending failure", Opened("MISSING.TXT", KOVRA_READ),
          [](World& w) {
              int cause = 0;
-             char message[256] = "";
-             const int reported = w.file->GetLastError(&cause, message, sizeof message, 0);
+             const int reported = w.file->GetLastError(&cause, Scratch(), sizeof g_text, 0);
              return Text(reported) + " " + Text(cause);
          },
          "0 0", {}},
 
-        // ---- data, position, length, locks and times
-        {"Read", "", Opened("DATA.TXT", KOVRA_READ),
-         [](World& w) {
-             char buffer[64];
-             return Text(w.file->Read(buffer, sizeof buffer, 0));
-         },
-         "0", {{"ReadFile", kShows}}},
-        {"Write", "", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->Write("xyz", 3, 0)), "0", {kWriteFails}},
+        {"Read", "", reading, ACT(w.file->Read(Scratch(), sizeof g_text, 0)), "0", {{"ReadFile", kShows}}},
+        {"Write", "", writing, ACT(w.file->Write("xyz", 3, 0)), "0", {kWriteFails}},
         {"Write", "append", Opened("DATA.TXT", KOVRA_APPEND), ACT(w.file->Write("xyz", 3, 0)), "0",
          {kSeekFails, kWriteFails}},
         // A failed move back behind the line is recorded; the line itself was read.
         {"ReadString", "text", Opened("DATA.TXT", KOVRA_READ | KOVRA_TEXT),
-         [](World& w) {
-             char line[64] = "";
-             const int result = w.file->ReadString(line, sizeof line - 1, nullptr, 0);
-             return Text(result) + " " + line;
-         },
-         "0 ", {{"ReadFile", kShows}, {"SetFilePointerEx", kRecords}}},
+         ACT(Text(w.file->ReadString(Scratch(), sizeof g_text - 1, nullptr, 0)) + " " + g_text), "0 ",
+         {{"ReadFile", kShows}, {"SetFilePointerEx", kRecords}}},
         {"WriteString", "text", Opened("DATA.TXT", KOVRA_READWRITE | KOVRA_TEXT), ACT(w.file->WriteString("abc\n", 0)),
          "0", {kWriteFails}},
-        {"WriteString", "modifiable text", Opened("DATA.TXT", KOVRA_READWRITE),
-         [](World& w) {
-             char text[] = "abc";
-             return Text(w.file->WriteString(text, 0));
-         },
-         "0", {kWriteFails}},
+        {"WriteString", "modifiable text", writing, ACT(w.file->WriteString(Scratch("abc"), 0)), "0", {kWriteFails}},
         {"Printf", "text", Opened("DATA.TXT", KOVRA_READWRITE | KOVRA_TEXT), ACT(w.file->Printf(0, "%d\n", 5)), "0",
          {kWriteFails}},
-        {"Flush", "", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->Flush(0)), "0",
-         {{"FlushFileBuffers", kShows}}},
-        {"Seek", "", Opened("DATA.TXT", KOVRA_READ), ACT(w.file->Seek(5, 0, 0)), "-1", {kSeekFails}},
+        {"Flush", "", writing, ACT(w.file->Flush(0)), "0", {{"FlushFileBuffers", kShows}}},
+        {"Seek", "", reading, ACT(w.file->Seek(5, 0, 0)), "-1", {kSeekFails}},
         // The operators answer with the object whatever happens; only the cause tells.
-        {"operator=", "", Opened("DATA.TXT", KOVRA_READ), ACT((*w.file = 5L) == w.file.get()), "1", {kSeekFails}},
-        {"operator+=", "", Opened("DATA.TXT", KOVRA_READ), ACT((*w.file += 5L) == w.file.get()), "1", {kSeekFails}},
-        {"operator-=", "", Opened("DATA.TXT", KOVRA_READ), ACT((*w.file -= 0L) == w.file.get()), "1", {kSeekFails}},
+        {"operator=", "", reading, ACT((*w.file = 5L) == w.file.get()), "1", {kSeekFails}},
+        {"operator+=", "", reading, ACT((*w.file += 5L) == w.file.get()), "1", {kSeekFails}},
+        {"operator-=", "", reading, ACT((*w.file -= 0L) == w.file.get()), "1", {kSeekFails}},
         {"GetPosition", "", Opened("DATA.TXT", KOVRA_READ, 5), ACT(w.file->GetPosition(0)), "0", {kSeekFails}},
-        {"GetLength", "open file", Opened("DATA.TXT", KOVRA_READ), ACT(w.file->GetLength(0)), "0",
-         {{"GetFileSizeEx", kShows}}},
-        {"GetLength", "closed file", Resolved("DATA.TXT"), ACT(w.file->GetLength(0)), "0", {kNoStatus}},
-        {"SetLength", "", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->SetLength(4, 0)), "0",
-         {kSeekFails, {"SetEndOfFile", kShows}}},
-        {"Lock", "", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->Lock(0, 4, 0)), "0", {{"LockFile", kShows}}},
+        {"GetLength", "open file", reading, ACT(w.file->GetLength(0)), "0", {{"GetFileSizeEx", kShows}}},
+        {"GetLength", "closed file", data, ACT(w.file->GetLength(0)), "0", {kNoStatus}},
+        {"SetLength", "", writing, ACT(w.file->SetLength(4, 0)), "0", {kSeekFails, {"SetEndOfFile", kShows}}},
+        {"Lock", "", writing, ACT(w.file->Lock(0, 4, 0)), "0", {{"LockFile", kShows}}},
         {"UnLock", "",
          [](World& w) {
              Opened("DATA.TXT", KOVRA_READWRITE)(w);
              w.file->Lock(0, 4, 0);
          },
          ACT(w.file->UnLock(0, 4, 0)), "0", {{"UnlockFile", kShows}}},
-        {"GetModificationTime", "", Resolved("DATA.TXT"),
-         [](World& w) {
-             ATL::CTime time;
-             return Text(w.file->GetModificationTime(&time, 0));
-         },
-         "0", {kNoStatus}},
-        {"SetModificationTime", "", Resolved("DATA.TXT"),
-         [](World& w) {
-             const ATL::CTime time(1600000000);
-             return Text(w.file->SetModificationTime(&time, 0));
-         },
-         "0",
+        {"GetModificationTime", "", data, ACT(w.file->GetModificationTime(&g_time, 0)), "0", {kNoStatus}},
+        {"SetModificationTime", "", data, ACT(w.file->SetModificationTime(&kTime, 0)), "0",
          {kNoStatus, {"GetFileAttributesA", kShows}, {"SetFileAttributesA", kShows}, {"CreateFileA", kShows},
           {"SetFileTime", kShows}}},
 
-        // ---- profile text and sections (the numeric overloads follow below)
-        OnProfile("WriteProfile", "text", ACT(w.file->WriteProfile("S", "K", "7", 0)), "0", true),
+        OnProfile("WriteProfile", "text", ACT(w.file->WriteProfile("S", "K", "7", 0)), "0",
+                  "WritePrivateProfileStringA"),
         OnProfile("GetProfile", "text",
-                  [](World& w) {
-                      char value[64] = "";
-                      const int length = w.file->GetProfile("S", "K", "none", value, sizeof value, 0);
-                      return Text(length) + " " + value;
-                  },
-                  "4 none", false),
-        {"GetProfileSectionA", "", Resolved("PROFILE.INI"),
-         [](World& w) {
-             char lines[64] = "";
-             return Text(w.file->GetProfileSectionA("S", lines, sizeof lines, 0));
-         },
-         "0", {{"GetPrivateProfileSectionA", kFails}}},
-        {"WriteProfileSectionA", "", Resolved("PROFILE.INI"), ACT(w.file->WriteProfileSectionA("T", "A=1\0B=2\0", 0)),
-         "0", {{"WritePrivateProfileSectionA", kFails}}},
+                  ACT(Text(w.file->GetProfile("S", "K", "none", Scratch(), sizeof g_text, 0)) + " " + g_text),
+                  "4 none", "GetPrivateProfileStringA"),
+        OnProfile("GetProfileSectionA", "", ACT(w.file->GetProfileSectionA("S", Scratch(), sizeof g_text, 0)), "0",
+                  "GetPrivateProfileSectionA"),
+        OnProfile("WriteProfileSectionA", "", ACT(w.file->WriteProfileSectionA("T", "A=1\0B=2\0", 0)), "0",
+                  "WritePrivateProfileSectionA"),
 
-        // ---- file and directory operations
         // A refused move falls back to copying: the member succeeds, the refusal is reported.
-        {"SaveFile", "open file", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->SaveFile(nullptr, nullptr, nullptr, 0, 0)),
-         "0", {{"MoveFileA", kRecords}, {"CreateDirectoryA", kFails, 3}}},
+        {"SaveFile", "open file", writing, ACT(w.file->SaveFile(nullptr, nullptr, nullptr, 0, 0)), "0",
+         {{"MoveFileA", kRecords}, {"CreateDirectoryA", kFails, 3}}},
         // A copy whose source can't be removed leaves the file at both places, by contract.
-        {"SaveFile", "move refused", Resolved("DATA.TXT"), ACT(w.file->SaveFile(nullptr, nullptr, nullptr, 0, 0)), "0",
-         {{"CopyFileA", kFails}, {"CreateDirectoryA", kFails}, {"_unlink", kFilesMayDiffer}},
-         "MoveFileA"},
-        {"Remove", "", Resolved("DATA.TXT"), ACT(w.file->Remove(0)), "0",
+        {"SaveFile", "move refused", data, ACT(w.file->SaveFile(nullptr, nullptr, nullptr, 0, 0)), "0",
+         {{"CopyFileA", kFails}, {"CreateDirectoryA", kFails}, {"_unlink", kFilesMayDiffer}}, "MoveFileA"},
+        {"Remove", "", data, ACT(w.file->Remove(0)), "0",
          {{"DeleteFileA", kShows | kRetriesSharing}, {"_access", kNotFoundMeansGone}}},
-        {"Rename", "into a new directory", Opened("DATA.TXT", KOVRA_READWRITE),
-         [](World& w) {
-             char name[] = "MOVED\\DATA.TXT";
-             return Text(w.file->Rename("DFT", name, 0));
-         },
-         "0", {{"MoveFileA", kShows | kRetriesSharing}, {"CreateDirectoryA", kFails, 3}}},
-        {"CopyFileA", "", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->CopyFileA("DFT", "COPY\\DATA.TXT", 0, 0)),
-         "0", {{"CopyFileA", kFails}, {"CreateDirectoryA", kFails}, {"FlushFileBuffers", kRecords}}},
+        {"Rename", "into a new directory", writing, ACT(w.file->Rename("DFT", Scratch("MOVED\\DATA.TXT"), 0)), "0",
+         {{"MoveFileA", kShows | kRetriesSharing}, {"CreateDirectoryA", kFails, 3}}},
+        {"CopyFileA", "", writing, ACT(w.file->CopyFileA("DFT", "COPY\\DATA.TXT", 0, 0)), "0",
+         {{"CopyFileA", kFails}, {"CreateDirectoryA", kFails}, {"FlushFileBuffers", kRecords}}},
         // By contract a failed read or write of the copy doesn't change AppendFile's answer.
-        {"AppendFile", "closed file", Resolved("DATA.TXT"), ACT(w.file->AppendFile("DFT", "DEST.TXT", 0)), "0",
+        {"AppendFile", "closed file", data, ACT(w.file->AppendFile("DFT", "DEST.TXT", 0)), "0",
          {{"CreateFileA", kFails | kRetriesSharing}, {"ReadFile#1", kFilesMayDiffer},
           {"SetFilePointerEx", kFilesMayDiffer}, {"WriteFile", kFilesMayDiffer}}},
-        {"AppendFile", "open file", Opened("DATA.TXT", KOVRA_READWRITE), ACT(w.file->AppendFile("DFT", "DEST.TXT", 0)),
-         "0",
+        {"AppendFile", "open file", writing, ACT(w.file->AppendFile("DFT", "DEST.TXT", 0)), "0",
          {{"CreateFileA", kFails | kRetriesSharing}, {"FlushFileBuffers", kRecords}, {"SetFilePointerEx#1", kRecords},
           {"SetFilePointerEx#2", kFilesMayDiffer}, {"ReadFile#1", kRecords | kFilesMayDiffer},
           {"ReadFile#2", kRecords}, {"WriteFile", kFilesMayDiffer}}},
@@ -291,26 +253,25 @@ std::vector<Scenario> Scenarios()
              Resolved("EMPTY")(w);
          },
          [](World& w) {
-             char directory[MAX_PATH] = "";
              const int result = w.file->ChDir(0);
-             ::GetCurrentDirectoryA(sizeof directory, directory);
-             return Text(result) + " " + directory;
+             ::GetCurrentDirectoryA(sizeof g_text, g_text);
+             return Text(result) + " " + g_text;
          },
          "0 " + kRoot.substr(0, kRoot.size() - 1), {{"_chdir", kFails}, {"GetFileAttributesExA", kAnyResult}}},
         {"ChDrive", "", Unopened, ACT(w.file->ChDrive(KOVRA_TEST_DRIVE[0] - 'A' + 1, 0)), "0", {{"_chdrive", kFails}}},
         {"GetCwd", "", Unopened, ACT(w.file->GetCwd(0)), "", {{"GetCurrentDirectoryA", kFails}}},
-        {"GetShortPathNameA", "", Resolved("DATA.TXT"), ACT(w.file->GetShortPathNameA(0)), "", {}},
-        {"GetLongPathNameA", "", Resolved("DATA.TXT"), ACT(w.file->GetLongPathNameA(0)), "", {}},
-        {"GetDiskFreeSpaceA", "", Resolved("DATA.TXT"), ACT(w.file->GetDiskFreeSpaceA(0) != 0), "0",
-         {{"GetDiskFreeSpaceExA", kFails}}},
-        {"Access", "", Resolved("DATA.TXT"), ACT(w.file->Access(0)), "0", {{"_access", kFails}}},
+        {"GetShortPathNameA", "", data, ACT(w.file->GetShortPathNameA(0)), "", {}},
+        {"GetLongPathNameA", "", data, ACT(w.file->GetLongPathNameA(0)), "", {}},
+        {"GetDiskFreeSpaceA", "", data, ACT(w.file->GetDiskFreeSpaceA(0) != 0), "0", {{"GetDiskFreeSpaceExA", kFails}}},
+        {"Access", "", data, ACT(w.file->Access(0)), "0", {{"_access", kFails}}},
         // MkDir answers 1 also when a directory couldn't be made.
         {"MkDir", "", Resolved("NEWDIR\\X.TXT"), ACT(w.file->MkDir(0)), "0", {{"CreateDirectoryA", kFilesMayDiffer}}},
         {"IsDirectory", "", Resolved("EMPTY"), ACT(w.file->IsDirectory(0)), "0", {kNoStatus}},
 
-        // ---- searches; a failed step of a listing can't be told from its end
         {"CKovraFind::FindFile", "", [](World& w) { w.find = std::make_unique<CKovraFind>(); },
-         ACT(w.find->FindFile("DFT", "FIND\\*.TXT", 0)), "0", {{"FindFirstFileA", kFails}}},
+         ACT(w.find->FindFile("DFT", "FIND\\*.TXT", 0)), "0",
+         {{"FindFirstFileA", kFails}}},
+        // A failed step of the listing can't be told from its end.
         {"CKovraFind::FindNextFileA", "whole listing", Searching(0),
          [](World& w) {
              std::string names;
@@ -321,26 +282,12 @@ std::vector<Scenario> Scenarios()
          "", {{"FindNextFileA", kAnyResult}}},
         {"CKovraFind::GetFilePathRelative", "", Searching(1), ACT(w.find->GetFilePathRelative(0)), "", {}},
         {"CKovraFind::Close", "", Searching(1), ACT(w.find->Close(0)), "1", {}},
-        {"~CKovraFind", "", Searching(1),
-         [](World& w) {
-             w.find.reset();
-             return std::string();
-         },
-         "", {}},
+        {"~CKovraFind", "", Searching(1), ACT(Destroyed(w.find)), "", {}},
 
-        // ---- sessions, identity and settings
-        {"StartSession", "", Nothing,
-         [](World& w) {
-             w.undo.push_back([] { CKovra::RemoveSession(kSession, 0); });
-             return Text(CKovra::StartSession(kSession, 0));
-         },
+        {"StartSession", "", Undoing([] { CKovra::RemoveSession(kSession, 0); }), ACT(CKovra::StartSession(kSession, 0)),
          "0", {}},
-        {"StartThread", "", Nothing,
-         [](World& w) {
-             w.undo.push_back([] { CKovra::RemoveThread(kSession, 4242, 0); });
-             return Text(CKovra::StartThread(kSession, 4242, 0));
-         },
-         "0", {}},
+        {"StartThread", "", Undoing([] { CKovra::RemoveThread(kSession, 4242, 0); }),
+         ACT(CKovra::StartThread(kSession, 4242, 0)), "0", {}},
         {"RemoveThread", "", StartedSession, ACT(CKovra::RemoveThread(kSession, 4242, 0)), "0", {}},
         {"RemoveSession", "", StartedSession, ACT(CKovra::RemoveSession(kSession, 0)), "0", {}},
         {"SetUser", "", OwnSession, ACT(CKovra::SetUser("ANNA", 0)), "0", {}},
@@ -350,16 +297,12 @@ std::vector<Scenario> Scenarios()
         {"KovraCheckConfig", "", Nothing, ACT(KovraCheckConfig((kRoot + "CHECK.INI").c_str(), nullptr, nullptr)),
          "-1", {{"CreateFileA", kFails}, {"ReadFile", kFails}}},
 
-        Quiet("IsOpen", ACT(w.file->IsOpen(0))),
-        Quiet("IsWritable", ACT(w.file->IsWritable(0))),
-        Quiet("GetFileName", ACT(w.file->GetFileName(0))),
-        Quiet("GetFileType", ACT(w.file->GetFileType(0))),
-        Quiet("GetRealFileName", ACT(w.file->GetRealFileName(0))),
-        Quiet("GetDrive", ACT(w.file->GetDrive(0))),
+        Quiet("IsOpen", ACT(w.file->IsOpen(0))), Quiet("IsWritable", ACT(w.file->IsWritable(0))),
+        Quiet("GetFileName", ACT(w.file->GetFileName(0))), Quiet("GetFileType", ACT(w.file->GetFileType(0))),
+        Quiet("GetRealFileName", ACT(w.file->GetRealFileName(0))), Quiet("GetDrive", ACT(w.file->GetDrive(0))),
         Quiet("IsNetDrive", ACT(w.file->IsNetDrive(0) + CKovra::IsNetDrive("X:", 0))),
         Quiet("AddFileType", ACT(CKovra::AddFileType("T_FAULTS", 2, 1, 0))),
-        Quiet("SetDebugLevel", ACT(CKovra::SetDebugLevel(7, 0))),
-        Quiet("SetOption", ACT(CKovra::SetOption(1, 0, 0))),
+        Quiet("SetDebugLevel", ACT(CKovra::SetDebugLevel(7, 0))), Quiet("SetOption", ACT(CKovra::SetOption(1, 0, 0))),
         Quiet("CKovraFind::GetLength", ACT(w.find->GetLength(0))),
         Quiet("CKovraFind::GetFileName", ACT(w.find->GetFileName(0))),
         Quiet("CKovraFind::GetFilePath", ACT(w.find->GetFilePath(0))),
