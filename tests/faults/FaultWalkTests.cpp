@@ -347,13 +347,14 @@ TEST(FaultWalk, HoldingsShowAHandleAndTheLibrarysHeapBlocks)
 TEST(FaultWalk, EveryMemberSurvivesEveryFailedPlatformCall)
 {
     ASSERT_TRUE(InstallHooks());
-    std::string summary;
-    const std::vector<std::string> problems = WalkAll(kRoot, kFixture, Scenarios(), summary);
-    std::printf("%s\n", summary.c_str());
+    FaultWalk walk(kRoot, kFixture);
+    for (const Scenario& scenario : Scenarios())
+        walk.Walk(scenario);
+    std::printf("%s\n", walk.Summary().c_str());
     std::string listed;
-    for (const std::string& problem : problems)
+    for (const std::string& problem : walk.Problems())
         listed += problem + "\n";
-    EXPECT_TRUE(problems.empty()) << problems.size() << " problems:\n" << listed;
+    EXPECT_EQ(listed, "");
 }
 
 } // namespace

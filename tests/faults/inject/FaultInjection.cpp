@@ -5,6 +5,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
@@ -14,9 +15,6 @@
 namespace kovrafaults {
 
 namespace {
-
-constexpr char kKernel[] = "KERNEL32.dll";
-constexpr char kRuntime[] = "msvcrt.dll";
 
 const FaultCode kCodes[kFaultCount] = {
     {"sharing violation", ERROR_SHARING_VIOLATION, EACCES, 11},
@@ -41,7 +39,6 @@ struct Hook {
     const char* name;
     int index;
     unsigned failing;
-    bool runtime;  // a C run-time function: its failure sets errno too
 };
 
 // Counts a call; the fault it must fail with, or null to let it through.
@@ -73,7 +70,7 @@ Result Intercept(const Hook& hook, Function real, Function failure, Arguments...
         result = hook.failing & kMinusOne ? reinterpret_cast<Result>(static_cast<INT_PTR>(-1)) : nullptr;
     else
         result = hook.failing & kMinusOne ? static_cast<Result>(-1) : Result{};
-    if (hook.runtime) {
+    if (hook.name[0] == '_' || std::islower(hook.name[0])) {  // a C run-time function
         errno = fault->crtErrno;
         _doserrno = fault->osError;
     }
@@ -86,25 +83,24 @@ Result Intercept(const Hook& hook, Function real, Function failure, Arguments...
 template <int Id, typename Function>
 struct StandIn;
 
-#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                        \
-    template <int Id, typename Result, typename... Arguments>                                    \
-    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                      \
-        using Function = Result(CONVENTION*)(Arguments...);                                      \
-        static inline Function real = nullptr;                                                   \
-        static inline Function failure = nullptr; /* gives the failure where a value won't do */ \
-        static inline Hook hook;                                                                 \
-        static Result CONVENTION Call(Arguments... arguments)                                    \
-        {                                                                                        \
-            return Intercept<Result>(hook, real, failure, arguments...);                         \
-        }                                                                                        \
+#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                      \
+    template <int Id, typename Result, typename... Arguments>                                  \
+    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                    \
+        static inline Result(CONVENTION* real)(Arguments...) = nullptr;                         \
+        static inline Result(CONVENTION* failure)(Arguments...) = nullptr; /* when a value won't do */ \
+        static inline Hook hook;                                                               \
+        static Result CONVENTION Call(Arguments... arguments)                                  \
+        {                                                                                      \
+            return Intercept<Result>(hook, real, failure, arguments...);                       \
+        }                                                                                      \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
 
+// An import of kovra.dll, by name, and what replaces it.
 struct Redirection {
-    const char* module;
     const char* name;
     void* replacement;
     void** real;
@@ -112,18 +108,18 @@ struct Redirection {
 };
 
 template <int Id, typename Function>
-Redirection Redirect(const char* module, const char* name, unsigned failing, Function failure = nullptr)
+Redirection Redirect(const char* name, unsigned failing = kZero, Function failure = nullptr)
 {
     using Stand = StandIn<Id, Function>;
     Stand::failure = failure;
-    Stand::hook = {name, -1, failing, std::strcmp(module, kRuntime) == 0};
-    return {module, name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), &Stand::hook};
+    Stand::hook = {name, -1, failing};
+    return {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), &Stand::hook};
 }
 
 template <typename Function>
-Redirection Plain(const char* module, const char* name, Function replacement, Function* real)
+Redirection Plain(const char* name, Function replacement, Function* real)
 {
-    return {module, name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
+    return {name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
 }
 
 // A profile service that can't read the file answers the default, or an empty section.
@@ -144,29 +140,25 @@ DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
 
 // ---- heap accounting --------------------------------------------------------------------------
 
-// The blocks that kovra.dll allocated and hasn't freed. Blocks it frees without having
-// allocated them (objects a caller made with new, freed by its deleting destructor) don't count.
+// The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks it frees
+// without having allocated them (objects a caller made with new, freed by its deleting
+// destructor) don't count.
 std::mutex g_heapLock;
 std::unordered_map<void*, size_t> g_liveBlocks;
-long long g_liveBytes = 0;
 
 template <typename Block>
 Block* Allocated(Block* block)
 {
     std::lock_guard<std::mutex> hold(g_heapLock);
     if (block)
-        g_liveBytes += static_cast<long long>(g_liveBlocks[block] = _msize(block));
+        g_liveBlocks[block] = _msize(block);
     return block;
 }
 
 void Released(void* block)
 {
     std::lock_guard<std::mutex> hold(g_heapLock);
-    auto found = g_liveBlocks.find(block);
-    if (found != g_liveBlocks.end()) {
-        g_liveBytes -= static_cast<long long>(found->second);
-        g_liveBlocks.erase(found);
-    }
+    g_liveBlocks.erase(block);
 }
 
 void* (__cdecl* g_malloc)(size_t) = nullptr;
@@ -179,11 +171,7 @@ FARPROC (WINAPI* g_getProcAddress)(HMODULE, LPCSTR) = nullptr;
 void* __cdecl CountedMalloc(size_t size) { return Allocated(g_malloc(size)); }
 void* __cdecl CountedCalloc(size_t count, size_t size) { return Allocated(g_calloc(count, size)); }
 char* __cdecl CountedStrdup(const char* text) { return Allocated(g_strdup(text)); }
-void __cdecl CountedFree(void* block)
-{
-    Released(block);
-    g_free(block);
-}
+void __cdecl CountedFree(void* block) { Released(block), g_free(block); }
 
 void* __cdecl CountedRealloc(void* old, size_t size)
 {
@@ -203,40 +191,31 @@ FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
 // record of _stat differ between the two targets.
 using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
 using StatusByName = int(__cdecl*)(const char*, void*);
-constexpr const char* kStatus = sizeof(void*) == 8 ? "_stat64" : "_stat";
-#define HOOK(module, function, ...) Redirect<__COUNTER__, decltype(&::function)>(module, #function, __VA_ARGS__)
+#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
 
-// The functions that can be failed first, in the order of HookedFunctions.
+// The functions that can be failed first, in the order of HookedFunctions; each fails with 0
+// unless marked.
 const std::vector<Redirection>& Redirections()
 {
     static const std::vector<Redirection> redirections = {
-        HOOK(kKernel, CreateFileA, kMinusOne), HOOK(kKernel, ReadFile, kZero), HOOK(kKernel, WriteFile, kZero),
-        HOOK(kKernel, SetFilePointerEx, kZero), HOOK(kKernel, GetFileSizeEx, kZero),
-        HOOK(kKernel, SetEndOfFile, kZero), HOOK(kKernel, FlushFileBuffers, kZero), HOOK(kKernel, LockFile, kZero),
-        HOOK(kKernel, UnlockFile, kZero), HOOK(kKernel, CloseHandle, kClosesAnyway),
-        HOOK(kKernel, GetFileAttributesA, kMinusOne), HOOK(kKernel, GetFileAttributesExA, kZero),
-        HOOK(kKernel, SetFileAttributesA, kZero), HOOK(kKernel, SetFileTime, kZero),
-        HOOK(kKernel, GetFullPathNameA, kZero), HOOK(kKernel, DeleteFileA, kZero), HOOK(kKernel, MoveFileA, kZero),
-        HOOK(kKernel, CopyFileA, kZero), HOOK(kKernel, CreateDirectoryA, kZero),
-        HOOK(kKernel, RemoveDirectoryA, kZero), HOOK(kKernel, SetCurrentDirectoryA, kZero),
-        HOOK(kKernel, GetCurrentDirectoryA, kZero), HOOK(kKernel, FindFirstFileA, kMinusOne),
-        HOOK(kKernel, FindNextFileA, kZero), HOOK(kKernel, FindClose, kClosesAnyway),
-        HOOK(kKernel, GetShortPathNameA, kZero), HOOK(kKernel, GetLongPathNameA, kZero),
-        HOOK(kKernel, GetDiskFreeSpaceExA, kZero), HOOK(kKernel, GetTempPathA, kZero),
-        HOOK(kKernel, GetTempFileNameA, kZero), HOOK(kKernel, GetPrivateProfileStringA, kZero, &ProfileStringUnread),
-        HOOK(kKernel, WritePrivateProfileStringA, kZero),
-        HOOK(kKernel, GetPrivateProfileSectionA, kZero, &ProfileSectionUnread),
-        HOOK(kKernel, WritePrivateProfileSectionA, kZero), HOOK(kKernel, CreateProcessA, kZero),
-        HOOK(kKernel, LoadLibraryA, kZero), Redirect<__COUNTER__, OpenWithSharing>(kRuntime, "_sopen", kMinusOne),
-        HOOK(kRuntime, _write, kMinusOne), HOOK(kRuntime, _read, kMinusOne),
-        HOOK(kRuntime, _close, kClosesAnyway | kMinusOne), HOOK(kRuntime, _access, kMinusOne),
-        Redirect<__COUNTER__, StatusByName>(kRuntime, kStatus, kMinusOne), HOOK(kRuntime, _unlink, kMinusOne),
-        HOOK(kRuntime, _chdir, kMinusOne), HOOK(kRuntime, _chdrive, kMinusOne), HOOK(kRuntime, fopen, kZero),
-        HOOK(kRuntime, fgets, kZero), HOOK(kRuntime, fclose, kClosesAnyway | kMinusOne),
-        Plain(kRuntime, "malloc", &CountedMalloc, &g_malloc), Plain(kRuntime, "calloc", &CountedCalloc, &g_calloc),
-        Plain(kRuntime, "realloc", &CountedRealloc, &g_realloc), Plain(kRuntime, "free", &CountedFree, &g_free),
-        Plain(kRuntime, "_strdup", &CountedStrdup, &g_strdup),
-        Plain(kKernel, "GetProcAddress", &RedirectingGetProcAddress, &g_getProcAddress),
+        HOOK(CreateFileA, kMinusOne), HOOK(ReadFile), HOOK(WriteFile), HOOK(SetFilePointerEx), HOOK(GetFileSizeEx),
+        HOOK(SetEndOfFile), HOOK(FlushFileBuffers), HOOK(LockFile), HOOK(UnlockFile), HOOK(CloseHandle, kClosesAnyway),
+        HOOK(GetFileAttributesA, kMinusOne), HOOK(GetFileAttributesExA), HOOK(SetFileAttributesA), HOOK(SetFileTime),
+        HOOK(GetFullPathNameA), HOOK(DeleteFileA), HOOK(MoveFileA), HOOK(CopyFileA), HOOK(CreateDirectoryA),
+        HOOK(RemoveDirectoryA), HOOK(SetCurrentDirectoryA), HOOK(GetCurrentDirectoryA),
+        HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway), HOOK(GetShortPathNameA),
+        HOOK(GetLongPathNameA), HOOK(GetDiskFreeSpaceExA), HOOK(GetTempPathA), HOOK(GetTempFileNameA),
+        HOOK(GetPrivateProfileStringA, kZero, &ProfileStringUnread), HOOK(WritePrivateProfileStringA),
+        HOOK(GetPrivateProfileSectionA, kZero, &ProfileSectionUnread), HOOK(WritePrivateProfileSectionA),
+        HOOK(CreateProcessA), HOOK(LoadLibraryA), Redirect<__COUNTER__, OpenWithSharing>("_sopen", kMinusOne),
+        HOOK(_write, kMinusOne), HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne),
+        HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
+        Redirect<__COUNTER__, StatusByName>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne), HOOK(fopen),
+        HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
+        Plain("malloc", &CountedMalloc, &g_malloc), Plain("calloc", &CountedCalloc, &g_calloc),
+        Plain("realloc", &CountedRealloc, &g_realloc), Plain("free", &CountedFree, &g_free),
+        Plain("_strdup", &CountedStrdup, &g_strdup),
+        Plain("GetProcAddress", &RedirectingGetProcAddress, &g_getProcAddress),
     };
     return redirections;
 }
@@ -279,8 +258,7 @@ bool PatchImportTable(BYTE* base)
                 continue;
             const char* function = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData)->Name;
             for (const Redirection& redirection : Redirections())
-                if (::lstrcmpiA(redirection.module, reinterpret_cast<const char*>(base + module->Name)) == 0 &&
-                    std::strcmp(redirection.name, function) == 0 && !Patch(slot->u1.Function, redirection))
+                if (std::strcmp(redirection.name, function) == 0 && !Patch(slot->u1.Function, redirection))
                     return false;
         }
     }
@@ -376,7 +354,10 @@ ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void
 Holdings CurrentHoldings()
 {
     std::lock_guard<std::mutex> hold(g_heapLock);
-    return {CountProcessHandles(), static_cast<long long>(g_liveBlocks.size()), g_liveBytes};
+    Holdings holdings{CountProcessHandles(), static_cast<long long>(g_liveBlocks.size()), 0};
+    for (const auto& block : g_liveBlocks)
+        holdings.heapBytes += static_cast<long long>(block.second);
+    return holdings;
 }
 
 } // namespace kovrafaults
