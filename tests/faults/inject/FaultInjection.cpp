@@ -3,6 +3,7 @@
 #include <direct.h>
 #include <io.h>
 #include <malloc.h>
+#include <winternl.h>
 
 #include <algorithm>
 #include <cctype>
@@ -25,30 +26,33 @@ const FaultCode kCodes[kFaultCount] = {
     {"not enough memory", ERROR_NOT_ENOUGH_MEMORY, ENOMEM, 1},
 };
 
-// ---- counting and failing ---------------------------------------------------------------------
-
 DWORD g_armedThread = 0;
-std::vector<int> g_counts;
+std::vector<int> g_counts;                        // of each hooked function, while armed
 std::vector<std::pair<Failure, bool>> g_planned;  // and whether its call was made
 
 // How a stand-in fails: with 0 (FALSE, null) or -1 (INVALID_HANDLE_VALUE, INVALID_FILE_ATTRIBUTES);
 // a close runs the real function first: a close that fails has closed all the same.
 enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
 
-struct Hook {
+// An import of kovra.dll, by name, and what replaces it. The hooked functions come first, in
+// the order of HookedFunctions.
+struct Redirection {
     const char* name;
-    int index;
+    void* replacement;
+    void** real;
     unsigned failing;
 };
+const std::vector<Redirection>& Redirections();
+int g_hooked = 0;
 
-// Counts a call; the fault it must fail with, or null to let it through.
-const FaultCode* FaultOfNextCall(const Hook& hook)
+// Counts a call of a hooked function; the fault it must fail with, or null to let it through.
+const FaultCode* FaultOfNextCall(int index)
 {
     if (g_armedThread != ::GetCurrentThreadId())
         return nullptr;
-    const int ordinal = ++g_counts[static_cast<size_t>(hook.index)];
+    const int ordinal = ++g_counts[static_cast<size_t>(index)];
     for (auto& [failure, met] : g_planned)
-        if (failure.function == hook.name && failure.ordinal == ordinal) {
+        if (failure.function == HookedFunctions()[static_cast<size_t>(index)] && failure.ordinal == ordinal) {
             met = true;
             return &CodeOf(failure.fault);
         }
@@ -56,11 +60,12 @@ const FaultCode* FaultOfNextCall(const Hook& hook)
 }
 
 template <typename Result, typename Function, typename... Arguments>
-Result Intercept(const Hook& hook, Function real, Function failure, Arguments... arguments)
+Result Intercept(int index, Function real, Function failure, Arguments... arguments)
 {
-    const FaultCode* fault = FaultOfNextCall(hook);
+    const FaultCode* fault = FaultOfNextCall(index);
     if (!fault)
         return real(arguments...);
+    const Redirection& hook = Redirections()[static_cast<size_t>(index)];
     if (hook.failing & kClosesAnyway)
         real(arguments...);
     Result result;
@@ -82,16 +87,15 @@ Result Intercept(const Hook& hook, Function real, Function failure, Arguments...
 // apart. Each calling convention needs a definition of its own.
 template <int Id, typename Function>
 struct StandIn;
-
 #define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                      \
     template <int Id, typename Result, typename... Arguments>                                  \
     struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                    \
         static inline Result(CONVENTION* real)(Arguments...) = nullptr;                         \
-        static inline Result(CONVENTION* failure)(Arguments...) = nullptr; /* when a value won't do */ \
-        static inline Hook hook;                                                               \
+        static inline Result(CONVENTION* failure)(Arguments...) = nullptr; /* a value won't do */ \
+        static inline int index = -1;                                                          \
         static Result CONVENTION Call(Arguments... arguments)                                  \
         {                                                                                      \
-            return Intercept<Result>(hook, real, failure, arguments...);                       \
+            return Intercept<Result>(index, real, failure, arguments...);                      \
         }                                                                                      \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
@@ -99,27 +103,20 @@ KOVRA_FAULTS_STAND_IN(__cdecl)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
 
-// An import of kovra.dll, by name, and what replaces it.
-struct Redirection {
-    const char* name;
-    void* replacement;
-    void** real;
-    Hook* hook;  // null for the heap accounting and the look-up
-};
-
 template <int Id, typename Function>
 Redirection Redirect(const char* name, unsigned failing = kZero, Function failure = nullptr)
 {
     using Stand = StandIn<Id, Function>;
     Stand::failure = failure;
-    Stand::hook = {name, -1, failing};
-    return {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), &Stand::hook};
+    Stand::index = g_hooked++;
+    return {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), failing};
 }
+#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
 
 template <typename Function>
 Redirection Plain(const char* name, Function replacement, Function* real)
 {
-    return {name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
+    return {name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), kZero};
 }
 
 // A profile service that can't read the file answers the default, or an empty section.
@@ -137,8 +134,6 @@ DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
         buffer[0] = buffer[1] = '\0';
     return 0;
 }
-
-// ---- heap accounting --------------------------------------------------------------------------
 
 // The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks it frees
 // without having allocated them (objects a caller made with new, freed by its deleting
@@ -171,7 +166,7 @@ FARPROC (WINAPI* g_getProcAddress)(HMODULE, LPCSTR) = nullptr;
 void* __cdecl CountedMalloc(size_t size) { return Allocated(g_malloc(size)); }
 void* __cdecl CountedCalloc(size_t count, size_t size) { return Allocated(g_calloc(count, size)); }
 char* __cdecl CountedStrdup(const char* text) { return Allocated(g_strdup(text)); }
-void __cdecl CountedFree(void* block) { Released(block), g_free(block); }
+void __cdecl CountedFree(void* block) { Released(block); g_free(block); }
 
 void* __cdecl CountedRealloc(void* old, size_t size)
 {
@@ -183,18 +178,25 @@ void* __cdecl CountedRealloc(void* old, size_t size)
     return block;
 }
 
-// ---- the redirections ---------------------------------------------------------------------------
-
-FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
+// Functions that the library looks up at run time are redirected as its imports are.
+FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
+{
+    FARPROC found = g_getProcAddress(module, name);
+    if (found && !IS_INTRESOURCE(name))
+        for (const Redirection& redirection : Redirections())
+            if (std::strcmp(redirection.name, name) == 0) {
+                *redirection.real = reinterpret_cast<void*>(found);
+                return reinterpret_cast<FARPROC>(redirection.replacement);
+            }
+    return found;
+}
 
 // _sopen is variadic (the library always passes the permission argument), and the name and
 // record of _stat differ between the two targets.
 using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
 using StatusByName = int(__cdecl*)(const char*, void*);
-#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
 
-// The functions that can be failed first, in the order of HookedFunctions; each fails with 0
-// unless marked.
+// Each hooked function fails with 0 unless marked.
 const std::vector<Redirection>& Redirections()
 {
     static const std::vector<Redirection> redirections = {
@@ -218,19 +220,6 @@ const std::vector<Redirection>& Redirections()
         Plain("GetProcAddress", &RedirectingGetProcAddress, &g_getProcAddress),
     };
     return redirections;
-}
-
-// Functions that the library looks up at run time are redirected as its imports are.
-FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
-{
-    FARPROC found = g_getProcAddress(module, name);
-    if (found && !IS_INTRESOURCE(name))
-        for (const Redirection& redirection : Redirections())
-            if (std::strcmp(redirection.name, name) == 0) {
-                *redirection.real = reinterpret_cast<void*>(found);
-                return reinterpret_cast<FARPROC>(redirection.replacement);
-            }
-    return found;
 }
 
 bool Patch(ULONG_PTR& slot, const Redirection& redirection)
@@ -265,38 +254,21 @@ bool PatchImportTable(BYTE* base)
     return true;
 }
 
-// ---- handles ------------------------------------------------------------------------------------
-
-// Wine counts no handles per process: they are counted in the system's list of every open
-// handle (information class 16).
-struct SystemHandleList {
-    ULONG count;
-    struct {
-        ULONG ownerProcessId;
-        BYTE objectType, flags;
-        USHORT value;
-        PVOID object;
-        ACCESS_MASK access;
-    } entries[1];
-};
-
+// Wine counts no handles per process: they are counted in the system's list of every open handle.
 long CountProcessHandles()
 {
-    using QuerySystem = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
-    static const auto query = reinterpret_cast<QuerySystem>(
-        reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation")));
-    constexpr LONG kInfoLengthMismatch = static_cast<LONG>(0xC0000004L);
     static std::vector<char> buffer(1 << 16);
-    LONG status;
-    ULONG needed = 0;
-    while ((status = query(16, buffer.data(), static_cast<ULONG>(buffer.size()), &needed)) == kInfoLengthMismatch)
+    NTSTATUS status;
+    while ((status = ::NtQuerySystemInformation(SystemHandleInformation, buffer.data(),
+                                                static_cast<ULONG>(buffer.size()), nullptr)) ==
+           static_cast<NTSTATUS>(0xC0000004))  // the buffer is too small
         buffer.resize(buffer.size() * 2);
     if (status != 0)
         return -1;
-    const auto* list = reinterpret_cast<const SystemHandleList*>(buffer.data());
+    const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
     const DWORD self = ::GetCurrentProcessId();
-    return static_cast<long>(std::count_if(list->entries, list->entries + list->count,
-                                           [self](const auto& entry) { return entry.ownerProcessId == self; }));
+    return static_cast<long>(std::count_if(list->Handle, list->Handle + list->Count,
+                                           [self](const SYSTEM_HANDLE_ENTRY& entry) { return entry.OwnerPid == self; }));
 }
 
 } // namespace
@@ -309,13 +281,10 @@ const FaultCode& CodeOf(Fault fault)
 const std::vector<std::string>& HookedFunctions()
 {
     static const std::vector<std::string> names = [] {
+        const std::vector<Redirection>& redirections = Redirections();
         std::vector<std::string> list;
-        for (const Redirection& redirection : Redirections())
-            if (redirection.hook) {
-                redirection.hook->index = static_cast<int>(list.size());
-                list.emplace_back(redirection.name);
-            }
-        g_counts.assign(list.size(), 0);
+        for (int index = 0; index < g_hooked; ++index)
+            list.emplace_back(redirections[static_cast<size_t>(index)].name);
         return list;
     }();
     return names;
@@ -324,7 +293,6 @@ const std::vector<std::string>& HookedFunctions()
 bool InstallHooks()
 {
     static const bool installed = [] {
-        HookedFunctions();
         HMODULE library = ::GetModuleHandleA("kovra.dll");
         return library && PatchImportTable(reinterpret_cast<BYTE*>(library));
     }();
@@ -336,7 +304,7 @@ ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void
     g_planned.clear();
     for (const Failure& failure : failures)
         g_planned.emplace_back(failure, false);
-    std::fill(g_counts.begin(), g_counts.end(), 0);
+    g_counts.assign(HookedFunctions().size(), 0);
     ArmedRun run;
     g_armedThread = ::GetCurrentThreadId();
     try {
