@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -101,7 +102,8 @@ public:
         for (const auto& [name, bytes] : files)
             name.back() == '\\' ? kovratest::MakeDirectories(m_fixture + name)
                                 : kovratest::WriteFileBytes(m_fixture + name, bytes);
-        Snapshot(m_fixture, m_laidOut);
+        long temporaryFiles = 0;
+        Snapshot(m_fixture, m_laidOut, temporaryFiles);
     }
 
     void Walk(const Scenario& scenario)
@@ -179,7 +181,7 @@ private:
         ::SetCurrentDirectoryA(m_workingDirectory.c_str());
         run.after = CurrentHoldings();
         run.temporaryFilesLeft = CountTemporaryFiles() - temporaryFilesBefore;
-        Snapshot(m_fixture, run.files);
+        Snapshot(m_fixture, run.files, run.temporaryFilesLeft);
         return run;
     }
 
@@ -218,9 +220,6 @@ private:
                 report(std::string(what) + " left behind: " + std::to_string(more));
         if (run.temporaryFilesLeft != 0 && !leftoversExcused)
             report("temporary files left: " + std::to_string(run.temporaryFilesLeft));
-        for (const auto& file : run.files)
-            if (IsTemporaryFile(file.first) && !leftoversExcused && (&run == &clean || !clean.files.count(file.first)))
-                report("temporary file left: " + file.first);
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
         ReportFileProblems(clean, run, answeredSuccess && !(effect & kFilesMayDiffer), report);
     }
@@ -238,7 +237,7 @@ private:
         for (const std::string& path : paths) {
             const auto before = Lookup(m_laidOut, path), cleanAfter = Lookup(clean.files, path);
             const auto after = Lookup(run.files, path);
-            if (after != cleanAfter && !IsTemporaryFile(path) && (mustMatchClean || after != before))
+            if (after != cleanAfter && (mustMatchClean || after != before))
                 report(path + " is " + Describe(after) +
                        (mustMatchClean ? " though the member answered success" : ", was " + Describe(before)) +
                        ", a clean run leaves it " + Describe(cleanAfter));
@@ -260,32 +259,48 @@ private:
         return nullptr;
     }
 
-    void Snapshot(const std::string& directory, Files& files) const
+    // The files and directories under directory; temporary files of objects in temporary-file
+    // mode are counted instead, and the library's own log, which grows in every run, is left out.
+    void Snapshot(const std::string& directory, Files& files, long& temporaryFiles) const
     {
-        for (const std::string& name : kovratest::Entries(directory)) {
-            const std::string path = directory + name;
-            if (directory == m_fixture && name == "CKOVRA.LOG")
-                continue;  // the library's own log grows in every run
-            const bool isDirectory = ::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY;
-            files[path] = isDirectory ? kDirectory : kovratest::ReadFileBytes(path);
-            if (isDirectory)
-                Snapshot(path + "\\", files);
-        }
+        ForEachEntry(directory + "*", [&](const WIN32_FIND_DATAA& entry) {
+            const std::string name = entry.cFileName, path = directory + name;
+            if (name.rfind("CKV_", 0) == 0)
+                ++temporaryFiles;
+            else if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+                files[path] = kDirectory;
+                Snapshot(path + "\\", files, temporaryFiles);
+            } else if (name != "CKOVRA.LOG" || directory != m_fixture)
+                files[path] = kovratest::ReadFileBytes(path);
+        });
+    }
+
+    template <typename Visit>
+    static void ForEachEntry(const std::string& pattern, Visit visit)
+    {
+        WIN32_FIND_DATAA entry;
+        HANDLE search = ::FindFirstFileA(pattern.c_str(), &entry);
+        if (search == INVALID_HANDLE_VALUE)
+            return;
+        do {
+            if (std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0)
+                visit(entry);
+        } while (::FindNextFileA(search, &entry));
+        ::FindClose(search);
     }
 
     // Files the library leaves in the platform's temporary directory while it asks the handle tool.
     static long CountTemporaryFiles()
     {
-        char directory[MAX_PATH] = "";
-        ::GetTempPathA(sizeof directory, directory);
+        static const std::string directory = [] {
+            char path[MAX_PATH] = "";
+            ::GetTempPathA(sizeof path, path);
+            return std::string(path);
+        }();
         long count = 0;
-        for (const std::string& name : kovratest::Entries(directory))
-            count += name.size() > 7 && _strnicmp(name.c_str(), "CKV", 3) == 0 && _stricmp(&name.end()[-4], ".tmp") == 0;
+        ForEachEntry(directory + "CKV*.tmp", [&](const WIN32_FIND_DATAA&) { ++count; });
         return count;
     }
-
-    // A temporary file of an object in temporary-file mode.
-    static bool IsTemporaryFile(const std::string& path) { return path.find("\\CKV_") != std::string::npos; }
 
     static std::optional<std::string> Lookup(const Files& files, const std::string& path)
     {
