@@ -5,19 +5,12 @@
 // written.
 #pragma once
 
-#include <windows.h>
-
-#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <set>
-#include <string>
 #include <type_traits>
-#include <vector>
+#include <utility>
 
 #include "FaultInjection.h"
 #include "TestSupport.h"
@@ -52,8 +45,8 @@ struct CallRule {
 
 struct Scenario {
     std::string member, variant;
-    std::function<void(World&)> setup;        // unarmed
-    std::function<std::string(World&)> act;   // armed: calls the member, returns its result as text
+    std::function<void(World&)> setup;       // unarmed
+    std::function<std::string(World&)> act;  // armed: calls the member, returns its result as text
     std::string failureResult;
     std::vector<CallRule> rules;
     // The first call of this function fails in every run, so that the walk reaches the road after it.
@@ -88,15 +81,12 @@ public:
     FaultWalk(const std::string& fixture, const std::map<std::string, std::string>& files) : m_fixture(fixture)
     {
         ::SetUnhandledExceptionFilter(&ReportCrash);
-        char directory[MAX_PATH] = "";
-        ::GetCurrentDirectoryA(sizeof directory, directory);
-        m_workingDirectory = directory;
+        ::GetCurrentDirectoryA(sizeof m_workingDirectory, m_workingDirectory);
         // The first exception thrown inside the library may set up the unwinder's tables for
         // good; let that happen before anything is counted.
         CKovra failed("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0);
-        char byte = 0;
         int cause = 0;
-        failed.Read(&byte, 1, 0);
+        failed.Read(&cause, 1, 0);
         failed.GetLastError(&cause);
         kovratest::RemoveTree(m_fixture);
         for (const auto& [name, bytes] : files)
@@ -108,13 +98,12 @@ public:
 
     void Walk(const Scenario& scenario)
     {
-        ++m_scenarios;
         m_members.insert(scenario.member);
         const std::string name = scenario.member + " (" + scenario.variant + "), ";
         g_currentRun = name + "clean run";
         Execute(scenario, {});  // the first run may set up what the library keeps for good
         const Run clean = Execute(scenario, {});
-        Judge(scenario, clean, clean, {"", 0, Fault::accessDenied}, g_currentRun + ": ");
+        Judge(scenario, clean, clean, {"", 0, Fault::accessDenied});
         for (size_t function = 0; function < clean.armed.counts.size(); ++function) {
             const std::string& called = HookedFunctions()[function];
             const int calls = clean.armed.counts[function];
@@ -124,26 +113,23 @@ public:
                 const Failure failure{called, ordinal, static_cast<Fault>(m_failedCalls++ % kFaultCount)};
                 g_currentRun = name + "call " + std::to_string(ordinal) + " of " + called + " failed with " +
                                CodeOf(failure.fault).name;
-                Judge(scenario, clean, Execute(scenario, {failure}), failure, g_currentRun + ": ");
+                Judge(scenario, clean, Execute(scenario, {failure}), failure);
             }
         }
+        ++m_scenarios;
     }
 
     const std::vector<std::string>& Problems() const { return m_problems; }
 
     std::string Summary() const
     {
-        std::string uncalled;
+        std::string summary = "fault walk: " + std::to_string(HookedFunctions().size()) +
+                              " platform functions hooked, " + std::to_string(m_reached.size()) + " of them called (not:";
         for (const std::string& function : HookedFunctions())
             if (!m_reached.count(function))
-                uncalled += (uncalled.empty() ? "" : ", ") + function;
-        char line[512];
-        std::snprintf(line, sizeof line,
-                      "fault walk: %zu platform functions hooked, %zu of them called (not: %s); %zu members in %d "
-                      "scenarios; %d calls failed one at a time; %.1f s",
-                      HookedFunctions().size(), m_reached.size(), uncalled.c_str(), m_members.size(), m_scenarios,
-                      m_failedCalls, std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count());
-        return line;
+                summary += " " + function;
+        return summary + "); " + std::to_string(m_members.size()) + " members in " + std::to_string(m_scenarios) +
+               " scenarios; " + std::to_string(m_failedCalls) + " calls failed one at a time";
     }
 
 private:
@@ -164,10 +150,10 @@ private:
         kovratest::RemoveTree(m_fixture);
         for (const auto& [path, bytes] : m_laidOut)
             bytes == kDirectory ? kovratest::MakeDirectories(path) : kovratest::WriteFileBytes(path, bytes);
-        const long temporaryFilesBefore = CountTemporaryFiles();
         Run run;
-        World world;
+        run.temporaryFilesLeft = -CountTemporaryFiles();
         run.before = CurrentHoldings();
+        World world;
         scenario.setup(world);
         if (!scenario.scripted.empty())
             failures.push_back({scenario.scripted, 1, scenario.scriptedFault});
@@ -178,16 +164,15 @@ private:
             (*undo)();
         world.find.reset();
         world.file.reset();
-        ::SetCurrentDirectoryA(m_workingDirectory.c_str());
+        ::SetCurrentDirectoryA(m_workingDirectory);
         run.after = CurrentHoldings();
-        run.temporaryFilesLeft = CountTemporaryFiles() - temporaryFilesBefore;
+        run.temporaryFilesLeft += CountTemporaryFiles();
         Snapshot(m_fixture, run.files, run.temporaryFilesLeft);
         return run;
     }
 
     // Judges a run with one call failed, or, with a failure of no function, the clean run itself.
-    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const Failure& failure,
-               const std::string& prefix)
+    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const Failure& failure)
     {
         const CallRule* rule = RuleFor(scenario, failure);
         unsigned effect = rule ? rule->effect : 0;
@@ -202,53 +187,53 @@ private:
         // A failed deletion leaves the file it would have removed.
         const bool leftoversExcused = failure.function == "DeleteFileA" || failure.function == "_unlink" || believedGone;
 
-        auto report = [&](const std::string& problem) { m_problems.push_back(prefix + problem); };
         if (run.armed.threw)
-            report("an exception crossed the interface");
+            Report("an exception crossed the interface");
         if (!run.armed.failuresMet)
-            report("a failure planned for the run was not met");
+            Report("a failure planned for the run was not met");
         if (!(effect & kAnyResult) && run.result != dueResult)
-            report("answered \"" + run.result + "\" where \"" + dueResult + "\" was due");
+            Report("answered \"" + run.result + "\" where \"" + dueResult + "\" was due");
         if (run.cause != dueCause)
-            report("GetLastError reported cause " + std::to_string(run.cause) + " where " + std::to_string(dueCause) +
+            Report("GetLastError reported cause " + std::to_string(run.cause) + " where " + std::to_string(dueCause) +
                    " was due");
         const std::pair<const char*, long long> held[] = {{"handles", run.after.handles - run.before.handles},
                                                           {"heap blocks", run.after.heapBlocks - run.before.heapBlocks},
                                                           {"heap bytes", run.after.heapBytes - run.before.heapBytes}};
         for (const auto& [what, more] : held)
             if (more != 0)
-                report(std::string(what) + " left behind: " + std::to_string(more));
+                Report(std::string(what) + " left behind: " + std::to_string(more));
         if (run.temporaryFilesLeft != 0 && !leftoversExcused)
-            report("temporary files left: " + std::to_string(run.temporaryFilesLeft));
+            Report("temporary files left: " + std::to_string(run.temporaryFilesLeft));
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
-        ReportFileProblems(clean, run, answeredSuccess && !(effect & kFilesMayDiffer), report);
+        CheckFiles(clean, run, answeredSuccess && !(effect & kFilesMayDiffer));
     }
 
     // The files after a run must be, path by path, as they were laid out or as a clean run
     // leaves them (exactly as a clean run leaves them when the member answered success), and a
     // file that a clean run moves must be at one of its two places.
-    template <typename Report>
-    void ReportFileProblems(const Run& clean, const Run& run, bool mustMatchClean, Report report) const
+    void CheckFiles(const Run& clean, const Run& run, bool mustMatchClean)
     {
         std::set<std::string> paths;
-        for (const Files* files : {&m_laidOut, &clean.files, &run.files})
+        for (const Files* files : {&std::as_const(m_laidOut), &clean.files, &run.files})
             for (const auto& file : *files)
                 paths.insert(file.first);
         for (const std::string& path : paths) {
-            const auto before = Lookup(m_laidOut, path), cleanAfter = Lookup(clean.files, path);
-            const auto after = Lookup(run.files, path);
+            const std::string before = State(m_laidOut, path), cleanAfter = State(clean.files, path);
+            const std::string after = State(run.files, path);
             if (after != cleanAfter && (mustMatchClean || after != before))
-                report(path + " is " + Describe(after) +
+                Report(path + " is " + Describe(after) +
                        (mustMatchClean ? " though the member answered success" : ", was " + Describe(before)) +
                        ", a clean run leaves it " + Describe(cleanAfter));
         }
         for (const auto& [path, bytes] : m_laidOut)
             if (bytes != kDirectory && !clean.files.count(path))
                 for (const auto& [target, moved] : clean.files)
-                    if (moved == bytes && !m_laidOut.count(target) && Lookup(run.files, path) != bytes &&
-                        Lookup(run.files, target) != bytes)
-                        report(path + " is lost: neither there nor at " + target);
+                    if (moved == bytes && !m_laidOut.count(target) && State(run.files, path) != bytes &&
+                        State(run.files, target) != bytes)
+                        Report(path + " is lost: neither there nor at " + target);
     }
+
+    void Report(const std::string& problem) { m_problems.push_back(g_currentRun + ": " + problem); }
 
     static const CallRule* RuleFor(const Scenario& scenario, const Failure& failure)
     {
@@ -265,14 +250,25 @@ private:
     {
         ForEachEntry(directory + "*", [&](const WIN32_FIND_DATAA& entry) {
             const std::string name = entry.cFileName, path = directory + name;
-            if (name.rfind("CKV_", 0) == 0)
+            if (name.rfind("CKV_", 0) == 0) {
                 ++temporaryFiles;
-            else if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            } else if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
                 files[path] = kDirectory;
                 Snapshot(path + "\\", files, temporaryFiles);
-            } else if (name != "CKOVRA.LOG" || directory != m_fixture)
+            } else if (name != "CKOVRA.LOG" || directory != m_fixture) {
                 files[path] = kovratest::ReadFileBytes(path);
+            }
         });
+    }
+
+    // Files the library leaves in the platform's temporary directory while it asks the handle tool.
+    static long CountTemporaryFiles()
+    {
+        char directory[MAX_PATH] = "";
+        ::GetTempPathA(sizeof directory, directory);
+        long count = 0;
+        ForEachEntry(directory + std::string("CKV*.tmp"), [&](const WIN32_FIND_DATAA&) { ++count; });
+        return count;
     }
 
     template <typename Visit>
@@ -289,38 +285,26 @@ private:
         ::FindClose(search);
     }
 
-    // Files the library leaves in the platform's temporary directory while it asks the handle tool.
-    static long CountTemporaryFiles()
-    {
-        static const std::string directory = [] {
-            char path[MAX_PATH] = "";
-            ::GetTempPathA(sizeof path, path);
-            return std::string(path);
-        }();
-        long count = 0;
-        ForEachEntry(directory + "CKV*.tmp", [&](const WIN32_FIND_DATAA&) { ++count; });
-        return count;
-    }
-
-    static std::optional<std::string> Lookup(const Files& files, const std::string& path)
+    // A path's state: its bytes, kDirectory, or kAbsent.
+    static constexpr char kAbsent[] = "<absent>";
+    static std::string State(const Files& files, const std::string& path)
     {
         auto found = files.find(path);
-        return found == files.end() ? std::nullopt : std::optional<std::string>(found->second);
+        return found == files.end() ? kAbsent : found->second;
     }
 
-    static std::string Describe(const std::optional<std::string>& state)
+    static std::string Describe(const std::string& state)
     {
-        return !state ? "absent" : *state == kDirectory ? "a directory" : std::to_string(state->size()) + " bytes";
+        return state == kAbsent ? "absent" : state == kDirectory ? "a directory" : std::to_string(state.size()) + " bytes";
     }
 
     std::string m_fixture;
     Files m_laidOut;  // the fixture as every run starts with it
-    std::string m_workingDirectory;
+    char m_workingDirectory[MAX_PATH] = "";
     std::vector<std::string> m_problems;
     std::set<std::string> m_members, m_reached;
     int m_scenarios = 0;
     int m_failedCalls = 0;
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 
 } // namespace kovrafaults
