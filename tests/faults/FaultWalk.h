@@ -1,8 +1,5 @@
-// The fault walk: runs a scenario of one exported member once as it is, counting the
-// platform calls the member makes, and then once for every one of those calls with that
-// call failing, and judges each run: no exception, the member's result and reported
-// cause, no handle, heap block or temporary file left behind, and no file lost or half
-// written.
+// The fault walk: runs a scenario of one exported member once as it is, counting its platform
+// calls, then once for every one of those calls with that call failing, and judges each run.
 #pragma once
 
 #include <cstdio>
@@ -289,13 +286,12 @@ private:
     static constexpr char kAbsent[] = "<absent>";
     static std::string State(const Files& files, const std::string& path)
     {
-        auto found = files.find(path);
-        return found == files.end() ? kAbsent : found->second;
+        return files.count(path) ? files.at(path) : kAbsent;
     }
 
     static std::string Describe(const std::string& state)
     {
-        return state == kAbsent ? "absent" : state == kDirectory ? "a directory" : std::to_string(state.size()) + " bytes";
+        return state == kAbsent ? "absent" : state == kDirectory ? "a directory" : Text(state.size()) + " bytes";
     }
 
     std::string m_fixture;

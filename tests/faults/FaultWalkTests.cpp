@@ -26,10 +26,7 @@ const ATL::CTime kTime(1600000000);
 ATL::CTime g_time;
 char g_text[256];  // what a member writes out
 
-char* Scratch(const char* text = "")
-{
-    return std::strcpy(g_text, text);
-}
+char* Scratch(const char* text = "") { return std::strcpy(g_text, text); }
 
 const std::map<std::string, std::string> kFixture = {
     {"DATA.TXT", "alpha\r\nbeta\r\ngamma\r\n"}, {"DEST.TXT", "dest\r\n"}, {"PROFILE.INI", "[S]\r\nK=42\r\n"},
@@ -45,10 +42,7 @@ const CallRule kNoStatus{"GetFileAttributesExA", kFails};
 
 void Nothing(World&) {}
 
-void Unopened(World& world)
-{
-    world.file = std::make_unique<CKovra>();
-}
+void Unopened(World& world) { world.file = std::make_unique<CKovra>(); }
 
 Setup Opened(const char* name, unsigned long options, long position = 0)
 {
@@ -59,10 +53,7 @@ Setup Opened(const char* name, unsigned long options, long position = 0)
     };
 }
 
-Setup Resolved(const char* name)
-{
-    return Opened(name, 0);
-}
+Setup Resolved(const char* name) { return Opened(name, 0); }
 
 void OpenedTemporary(World& world)
 {
@@ -73,18 +64,14 @@ void OpenedTemporary(World& world)
 Setup Searching(int entriesMadeCurrent)
 {
     return [=](World& world) {
-        world.find = std::make_unique<CKovraFind>();
-        world.find->FindFile("DFT", "FIND\\*.TXT", 0);
+        (world.find = std::make_unique<CKovraFind>())->FindFile("DFT", "FIND\\*.TXT", 0);
         for (int entry = 0; entry < entriesMadeCurrent; ++entry)
             world.find->FindNextFileA(0);
     };
 }
 
 // Undone after the run, as for a member that starts a session or binds a thread.
-Setup Undoing(void (*undo)())
-{
-    return [=](World& world) { world.undo.push_back(undo); };
-}
+Setup Undoing(void (*undo)()) { return [=](World& world) { world.undo.push_back(undo); }; }
 
 // The calling thread bound to a session of its own, so that the identity setters change
 // nothing that the other scenarios resolve with.
@@ -101,10 +88,7 @@ void StartedSession(World& world)
     world.undo.push_back([] { CKovra::RemoveSession(kSession, 0); });
 }
 
-Act Opening(const char* name, unsigned long options)
-{
-    return ACT(w.file->Open("DFT", name, options, nullptr, 0));
-}
+Act Opening(const char* name, unsigned long options) { return ACT(w.file->Open("DFT", name, options, nullptr, 0)); }
 
 template <typename Object>
 std::string Destroyed(std::unique_ptr<Object>& object)
@@ -132,10 +116,7 @@ void AddNumberOverloads(std::vector<Scenario>& scenarios, const char* variant, N
 // A member that makes no platform call: the walk confirms that it makes none.
 Scenario Quiet(const char* member, Act act)
 {
-    auto fileAndSearch = [](World& world) {
-        Opened("DATA.TXT", KOVRA_READ)(world);
-        Searching(1)(world);
-    };
+    auto fileAndSearch = [](World& world) { Opened("DATA.TXT", KOVRA_READ)(world); Searching(1)(world); };
     return {member, "", fileAndSearch, std::move(act), "", {}};
 }
 
@@ -159,10 +140,7 @@ std::vector<Scenario> Scenarios()
         {"Open", "resolve only", Unopened, Opening("DATA.TXT", 0), "0", {}},
         // The first open is refused: the read-only attribute is cleared and the open tried again.
         {"Open", "read-only file",
-         [](World& w) {
-             ::SetFileAttributesA((kRoot + "DATA.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
-             Unopened(w);
-         },
+         [](World& w) { ::SetFileAttributesA((kRoot + "DATA.TXT").c_str(), FILE_ATTRIBUTE_READONLY); Unopened(w); },
          Opening("DATA.TXT", KOVRA_READWRITE), "0",
          {{"CreateFileA#2", kShows}, {"CreateFileA#3", kShows | kRetriesSharing}, {"GetFileAttributesA", kShows},
           {"SetFileAttributesA", kShows}, {"SetFileTime", kShows}, kNoStatus},
@@ -204,11 +182,7 @@ std::vector<Scenario> Scenarios()
         {"GetLength", "closed file", data, ACT(w.file->GetLength(0)), "0", {kNoStatus}},
         {"SetLength", "", writing, ACT(w.file->SetLength(4, 0)), "0", {kSeekFails, {"SetEndOfFile", kShows}}},
         {"Lock", "", writing, ACT(w.file->Lock(0, 4, 0)), "0", {{"LockFile", kShows}}},
-        {"UnLock", "",
-         [](World& w) {
-             Opened("DATA.TXT", KOVRA_READWRITE)(w);
-             w.file->Lock(0, 4, 0);
-         },
+        {"UnLock", "", [](World& w) { Opened("DATA.TXT", KOVRA_READWRITE)(w); w.file->Lock(0, 4, 0); },
          ACT(w.file->UnLock(0, 4, 0)), "0", {{"UnlockFile", kShows}}},
         {"GetModificationTime", "", data, ACT(w.file->GetModificationTime(&g_time, 0)), "0", {kNoStatus}},
         {"SetModificationTime", "", data, ACT(w.file->SetModificationTime(&kTime, 0)), "0",
@@ -248,10 +222,7 @@ std::vector<Scenario> Scenarios()
         {"RmDir", "", Resolved("EMPTY"), ACT(w.file->RmDir(0)), "0", {{"RemoveDirectoryA", kFails}, kNoStatus}},
         // A name whose status can't be read is taken for a file's: ChDir enters its directory.
         {"ChDir", "",
-         [](World& w) {
-             ::SetCurrentDirectoryA(kRoot.c_str());
-             Resolved("EMPTY")(w);
-         },
+         [](World& w) { ::SetCurrentDirectoryA(kRoot.c_str()); Resolved("EMPTY")(w); },
          [](World& w) {
              const int result = w.file->ChDir(0);
              ::GetCurrentDirectoryA(sizeof g_text, g_text);
@@ -269,8 +240,7 @@ std::vector<Scenario> Scenarios()
         {"IsDirectory", "", Resolved("EMPTY"), ACT(w.file->IsDirectory(0)), "0", {kNoStatus}},
 
         {"CKovraFind::FindFile", "", [](World& w) { w.find = std::make_unique<CKovraFind>(); },
-         ACT(w.find->FindFile("DFT", "FIND\\*.TXT", 0)), "0",
-         {{"FindFirstFileA", kFails}}},
+         ACT(w.find->FindFile("DFT", "FIND\\*.TXT", 0)), "0", {{"FindFirstFileA", kFails}}},
         // A failed step of the listing can't be told from its end.
         {"CKovraFind::FindNextFileA", "whole listing", Searching(0),
          [](World& w) {
@@ -305,8 +275,7 @@ std::vector<Scenario> Scenarios()
         Quiet("SetDebugLevel", ACT(CKovra::SetDebugLevel(7, 0))), Quiet("SetOption", ACT(CKovra::SetOption(1, 0, 0))),
         Quiet("CKovraFind::GetLength", ACT(w.find->GetLength(0))),
         Quiet("CKovraFind::GetFileName", ACT(w.find->GetFileName(0))),
-        Quiet("CKovraFind::GetFilePath", ACT(w.find->GetFilePath(0))),
-        Quiet("CKovraFind::IsDots", ACT(w.find->IsDots(0))),
+        Quiet("CKovraFind::GetFilePath", ACT(w.find->GetFilePath(0))), Quiet("CKovraFind::IsDots", ACT(w.find->IsDots(0))),
         Quiet("CKovraFind::IsDirectory", ACT(w.find->IsDirectory(0))),
         Quiet("CKovraFind::IsHidden", ACT(w.find->IsHidden(0))),
     };

@@ -39,7 +39,7 @@ enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
 struct Redirection {
     const char* name;
     void* replacement;
-    void** real;
+    void** real;  // the real function, taken from the slot it replaces
     unsigned failing;
 };
 const std::vector<Redirection>& Redirections();
@@ -122,10 +122,7 @@ Redirection Plain(const char* name, Function replacement, Function* real)
 // A profile service that can't read the file answers the default, or an empty section.
 DWORD WINAPI ProfileStringUnread(LPCSTR, LPCSTR, LPCSTR defaultText, LPSTR buffer, DWORD size, LPCSTR)
 {
-    if (!buffer || size == 0)
-        return 0;
-    ::lstrcpynA(buffer, defaultText ? defaultText : "", static_cast<int>(size));
-    return static_cast<DWORD>(::lstrlenA(buffer));
+    return buffer && size ? ::lstrlenA(::lstrcpynA(buffer, defaultText ? defaultText : "", static_cast<int>(size))) : 0;
 }
 
 DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
@@ -273,10 +270,7 @@ long CountProcessHandles()
 
 } // namespace
 
-const FaultCode& CodeOf(Fault fault)
-{
-    return kCodes[static_cast<int>(fault)];
-}
+const FaultCode& CodeOf(Fault fault) { return kCodes[static_cast<int>(fault)]; }
 
 const std::vector<std::string>& HookedFunctions()
 {
