@@ -1,13 +1,15 @@
-// Every exported member walked over every platform call it makes, each call failed in
-// turn (see FaultWalk.h). The rules of a scenario name the calls whose failure the member
-// must show; a failure of any other call must leave the member's answer, its reported
-// cause and the files exactly as a clean run leaves them.
+// Every exported member walked over every platform call it makes, each call failed in turn
+// (see FaultWalk.h), and the faults that the walk found. The rules of a scenario name the calls
+// whose failure the member must show; a failure of any other call must leave the member's
+// answer, its reported cause and the files exactly as a clean run leaves them.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 
 #include "FaultWalk.h"
+#include "FileChecks.h"
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
 
@@ -308,9 +310,8 @@ TEST(FaultWalk, HoldingsShowAHandleAndTheLibrarysHeapBlocks)
     EXPECT_EQ(holding.handles, before.handles + 1);
     EXPECT_EQ(holding.heapBlocks, before.heapBlocks + 2);  // the object's record and its type
     EXPECT_GT(holding.heapBytes, before.heapBytes + 1000);
-    EXPECT_EQ(after.handles, before.handles);
-    EXPECT_EQ(after.heapBlocks, before.heapBlocks);
-    EXPECT_EQ(after.heapBytes, before.heapBytes);
+    EXPECT_EQ(std::tie(after.handles, after.heapBlocks, after.heapBytes),
+              std::tie(before.handles, before.heapBlocks, before.heapBytes));
 }
 
 TEST(FaultWalk, EveryMemberSurvivesEveryFailedPlatformCall)
@@ -324,6 +325,50 @@ TEST(FaultWalk, EveryMemberSurvivesEveryFailedPlatformCall)
     for (const std::string& problem : walk.Problems())
         listed += problem + "\n";
     EXPECT_EQ(listed, "");
+}
+
+// ---- faults that the walk found, each pinned by the failed call that showed it -----------------
+
+// Runs work with the ordinal-th call of function failing with fault.
+template <typename Work>
+void WithFailedCall(const char* function, int ordinal, Fault fault, Work work)
+{
+    ASSERT_TRUE(InstallHooks());
+    EXPECT_TRUE(RunArmed({{function, ordinal, fault}}, work).failuresMet) << function;
+}
+
+// An existence test that fails for another reason than a missing file proves nothing:
+// Remove, and Close for a temporary file, remove the file all the same.
+TEST(FaultRegressions, AFailedExistenceTestIsNoMissingFile)
+{
+    kovratest::ScratchDirectory scratch(kRoot);
+    kovratest::WriteFileBytes(scratch / "HELD.TXT", "x");
+    CKovra file("DFT", "HELD.TXT", 0, nullptr, 0);
+    int removed = 0;
+    WithFailedCall("_access", 1, Fault::networkNameGone, [&] { removed = file.Remove(0); });
+    EXPECT_EQ(removed, 1);
+    EXPECT_FALSE(kovratest::PathExists(scratch / "HELD.TXT"));
+
+    CKovra temporary;
+    temporary.Open(nullptr, nullptr, KOVRA_READWRITE, nullptr, 0);
+    const std::string path = temporary.GetRealFileName(0);
+    ASSERT_TRUE(kovratest::PathExists(path));
+    WithFailedCall("_access", 1, Fault::accessDenied, [&] { temporary.Close(0); });
+    EXPECT_FALSE(kovratest::PathExists(path));
+}
+
+// SetLength moves the file pointer to the new end and back; a pointer that can't be moved
+// back would send the next write elsewhere, so the member fails and tells why.
+TEST(FaultRegressions, SetLengthFailsWhenThePositionCantBeMovedBack)
+{
+    kovratest::ScratchDirectory scratch(kRoot);
+    kovratest::WriteFileBytes(scratch / "LENGTH.TXT", "0123456789");
+    CKovra file("DFT", "LENGTH.TXT", KOVRA_READWRITE, nullptr, 0);
+    file.Seek(2, 0, 0);
+    int set = 1;
+    WithFailedCall("SetFilePointerEx", 3, Fault::accessDenied, [&] { set = file.SetLength(4, 0); });
+    EXPECT_EQ(set, 0);
+    EXPECT_EQ(kovratest::CauseOf(file), 5);
 }
 
 } // namespace

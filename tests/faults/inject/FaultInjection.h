@@ -1,8 +1,6 @@
-// Fault injection into kovra.dll, for tests only. The library's imports of platform file
-// functions (Win32 and C run-time, and those it looks up with GetProcAddress) are redirected,
-// from the test process, to stand-ins that count the calls and fail a chosen call with a
-// chosen error; its heap calls are redirected to count the blocks it holds. The library
-// itself carries no trace of this.
+// Fault injection into kovra.dll, for tests only: the library's imports of platform file
+// functions (and those it looks up with GetProcAddress) are redirected to stand-ins that count
+// the calls and fail a chosen one with a chosen error, its heap calls to count what it holds.
 #pragma once
 
 #include <windows.h>
@@ -45,8 +43,7 @@ ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void
 // and has not freed.
 struct Holdings {
     long handles = 0;
-    long long heapBlocks = 0;
-    long long heapBytes = 0;
+    long long heapBlocks = 0, heapBytes = 0;
 };
 Holdings CurrentHoldings();
 
