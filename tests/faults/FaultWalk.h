@@ -108,7 +108,7 @@ public:
                 m_reached.insert(called);
             for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= calls; ++ordinal) {
                 const Failure failure{called, ordinal, static_cast<Fault>(m_failedCalls++ % kFaultCount)};
-                g_currentRun = name + "call " + std::to_string(ordinal) + " of " + called + " failed with " +
+                g_currentRun = name + "call " + Text(ordinal) + " of " + called + " failed with " +
                                CodeOf(failure.fault).name;
                 Judge(scenario, clean, Execute(scenario, {failure}), failure);
             }
@@ -120,13 +120,13 @@ public:
 
     std::string Summary() const
     {
-        std::string summary = "fault walk: " + std::to_string(HookedFunctions().size()) +
-                              " platform functions hooked, " + std::to_string(m_reached.size()) + " of them called (not:";
+        std::string summary = "fault walk: " + Text(HookedFunctions().size()) + " platform functions hooked, " +
+                              Text(m_reached.size()) + " of them called (not:";
         for (const std::string& function : HookedFunctions())
             if (!m_reached.count(function))
                 summary += " " + function;
-        return summary + "); " + std::to_string(m_members.size()) + " members in " + std::to_string(m_scenarios) +
-               " scenarios; " + std::to_string(m_failedCalls) + " calls failed one at a time";
+        return summary + "); " + Text(m_members.size()) + " members in " + Text(m_scenarios) + " scenarios; " +
+               Text(m_failedCalls) + " calls failed one at a time";
     }
 
 private:
@@ -182,7 +182,8 @@ private:
                              : effect & kRecords     ? CodeOf(failure.fault).cause
                                                      : clean.cause;
         // A failed deletion leaves the file it would have removed.
-        const bool leftoversExcused = failure.function == "DeleteFileA" || failure.function == "_unlink" || believedGone;
+        const bool leftoversExcused =
+            failure.function == "DeleteFileA" || failure.function == "_unlink" || believedGone;
 
         if (run.armed.threw)
             Report("an exception crossed the interface");
@@ -191,16 +192,16 @@ private:
         if (!(effect & kAnyResult) && run.result != dueResult)
             Report("answered \"" + run.result + "\" where \"" + dueResult + "\" was due");
         if (run.cause != dueCause)
-            Report("GetLastError reported cause " + std::to_string(run.cause) + " where " + std::to_string(dueCause) +
+            Report("GetLastError reported cause " + Text(run.cause) + " where " + Text(dueCause) +
                    " was due");
         const std::pair<const char*, long long> held[] = {{"handles", run.after.handles - run.before.handles},
                                                           {"heap blocks", run.after.heapBlocks - run.before.heapBlocks},
                                                           {"heap bytes", run.after.heapBytes - run.before.heapBytes}};
         for (const auto& [what, more] : held)
             if (more != 0)
-                Report(std::string(what) + " left behind: " + std::to_string(more));
+                Report(std::string(what) + " left behind: " + Text(more));
         if (run.temporaryFilesLeft != 0 && !leftoversExcused)
-            Report("temporary files left: " + std::to_string(run.temporaryFilesLeft));
+            Report("temporary files left: " + Text(run.temporaryFilesLeft));
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
         CheckFiles(clean, run, answeredSuccess && !(effect & kFilesMayDiffer));
     }
@@ -234,7 +235,7 @@ private:
 
     static const CallRule* RuleFor(const Scenario& scenario, const Failure& failure)
     {
-        for (const std::string& wanted : {failure.function + "#" + std::to_string(failure.ordinal), failure.function})
+        for (const std::string& wanted : {failure.function + "#" + Text(failure.ordinal), failure.function})
             for (const CallRule& rule : scenario.rules)
                 if (rule.call == wanted)
                     return &rule;

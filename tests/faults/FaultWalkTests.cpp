@@ -32,7 +32,8 @@ char* Scratch(const char* text = "") { return std::strcpy(g_text, text); }
 
 const std::map<std::string, std::string> kFixture = {
     {"DATA.TXT", "alpha\r\nbeta\r\ngamma\r\n"}, {"DEST.TXT", "dest\r\n"}, {"PROFILE.INI", "[S]\r\nK=42\r\n"},
-    {"CHECK.INI", "[DefaultSettings]\r\nOption=0x10\r\n[T1]\r\nLocation=BASE\r\n[T2]\r\nBaseType=T9\r\nLocation=NOWHERE\r\n"},
+    {"CHECK.INI",
+     "[DefaultSettings]\r\nOption=0x10\r\n[T1]\r\nLocation=BASE\r\n[T2]\r\nBaseType=T9\r\nLocation=NOWHERE\r\n"},
     {"EMPTY\\", ""}, {"FIND\\A.TXT", "a"}, {"FIND\\B.TXT", "bb"}, {"CLIENTS\\0042\\", ""},
 };
 
@@ -59,8 +60,7 @@ Setup Resolved(const char* name) { return Opened(name, 0); }
 
 void OpenedTemporary(World& world)
 {
-    Unopened(world);
-    world.file->Open(nullptr, nullptr, KOVRA_READWRITE, nullptr, 0);
+    (world.file = std::make_unique<CKovra>())->Open(nullptr, nullptr, KOVRA_READWRITE, nullptr, 0);
 }
 
 Setup Searching(int entriesMadeCurrent)
@@ -256,8 +256,8 @@ std::vector<Scenario> Scenarios()
         {"CKovraFind::Close", "", Searching(1), ACT(w.find->Close(0)), "1", {}},
         {"~CKovraFind", "", Searching(1), ACT(Destroyed(w.find)), "", {}},
 
-        {"StartSession", "", Undoing([] { CKovra::RemoveSession(kSession, 0); }), ACT(CKovra::StartSession(kSession, 0)),
-         "0", {}},
+        {"StartSession", "", Undoing([] { CKovra::RemoveSession(kSession, 0); }),
+         ACT(CKovra::StartSession(kSession, 0)), "0", {}},
         {"StartThread", "", Undoing([] { CKovra::RemoveThread(kSession, 4242, 0); }),
          ACT(CKovra::StartThread(kSession, 4242, 0)), "0", {}},
         {"RemoveThread", "", StartedSession, ACT(CKovra::RemoveThread(kSession, 4242, 0)), "0", {}},
@@ -277,7 +277,8 @@ std::vector<Scenario> Scenarios()
         Quiet("SetDebugLevel", ACT(CKovra::SetDebugLevel(7, 0))), Quiet("SetOption", ACT(CKovra::SetOption(1, 0, 0))),
         Quiet("CKovraFind::GetLength", ACT(w.find->GetLength(0))),
         Quiet("CKovraFind::GetFileName", ACT(w.find->GetFileName(0))),
-        Quiet("CKovraFind::GetFilePath", ACT(w.find->GetFilePath(0))), Quiet("CKovraFind::IsDots", ACT(w.find->IsDots(0))),
+        Quiet("CKovraFind::GetFilePath", ACT(w.find->GetFilePath(0))),
+        Quiet("CKovraFind::IsDots", ACT(w.find->IsDots(0))),
         Quiet("CKovraFind::IsDirectory", ACT(w.find->IsDirectory(0))),
         Quiet("CKovraFind::IsHidden", ACT(w.find->IsHidden(0))),
     };

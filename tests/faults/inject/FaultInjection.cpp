@@ -94,9 +94,7 @@ struct StandIn;
         static inline Result(CONVENTION* failure)(Arguments...) = nullptr; /* a value won't do */ \
         static inline int index = -1;                                                          \
         static Result CONVENTION Call(Arguments... arguments)                                  \
-        {                                                                                      \
-            return Intercept<Result>(index, real, failure, arguments...);                      \
-        }                                                                                      \
+        { return Intercept<Result>(index, real, failure, arguments...); }                      \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
@@ -265,7 +263,7 @@ long CountProcessHandles()
     const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
     const DWORD self = ::GetCurrentProcessId();
     return static_cast<long>(std::count_if(list->Handle, list->Handle + list->Count,
-                                           [self](const SYSTEM_HANDLE_ENTRY& entry) { return entry.OwnerPid == self; }));
+                                           [self](const auto& entry) { return entry.OwnerPid == self; }));
 }
 
 } // namespace
