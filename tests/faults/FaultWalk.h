@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <type_traits>
 #include <utility>
