@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <regex>
 #include <thread>
 
@@ -16,7 +15,6 @@ using namespace kovratest;
 
 namespace {
 
-using Lines = std::vector<std::string>;
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kLog = kBase + "CKOVRA.LOG";
 const std::string kIndent(19, ' ');
@@ -128,7 +126,7 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
     ::DeleteFileA(kLog.c_str());
     std::vector<std::unique_ptr<ChildProcess>> children;
     for (int index = 0; index < 4; ++index)
-        children.push_back(std::make_unique<ChildProcess>(Quote(ProgramPath("kovra_child.exe")) + " events 150",
+        children.push_back(std::make_unique<ChildProcess>(CommandLine("kovra_child.exe", "events 150"),
                                                           std::vector<EnvVar>{{"KARVELO-CKOVRAHOME", config / "."}}));
     // Each starts and removes 150 sessions, and at unload its loading thread and own session.
     Lines expected, seen;
@@ -156,47 +154,36 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
 
 TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
 {
-    ScratchDirectory directory(kBase + "TRACE");
-    auto monitor = std::make_unique<MonitorProgram>(directory / "first.txt");
+    auto monitor = std::make_unique<MonitorProgram>();
     ASSERT_TRUE(monitor->Ready());
     NamedEvent secondMessage;
-    ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " trace " + secondMessage.Name());
+    ChildProcess child(CommandLine("kovra_child.exe", "trace " + secondMessage.Name()));
     const std::string sent = child.WaitForLine("SENT");
     std::smatch said;
     ASSERT_TRUE(std::regex_match(sent, said, std::regex("SENT 1 tid=(\\d+) module=([0-9a-f]+)"))) << sent;
     ASSERT_TRUE(monitor->WaitForLines(2));
     // The header as the monitor got it: the child's process and thread, no window, and its
-    // executable's handle, whole in the message's wParam and cut to 32 bits in the record.
+    // executable's handle, whole in the message's wParam and cut to 32 bits in the record;
+    // then message id, size (a 16-byte header, the text and its zero) and text.
     const unsigned long long module = std::stoull(said[2], nullptr, 16);
-    const std::string header = "pid=" + std::to_string(child.Id()) + " tid=" + said[1].str() +
-                               " wnd=0x0 inst=0x" + Hex(module & 0xFFFFFFFFull) + " wparam=0x" + Hex(module);
-    // Each message: its header, then message id, size (a 16-byte header, the text and its zero) and text.
-    auto messages = [&monitor] {
-        Lines found;
-        for (const std::string& line : monitor->Lines()) {
-            std::string fields;
-            for (const char* name : {"pid", "tid", "wnd", "inst", "wparam", "id", "cb"})
-                fields += std::string(name) + "=" + MonitorField(line, name) + " ";
-            found.push_back(fields + MonitorField(line, "text"));
-        }
-        return found;
-    };
-    auto trace = [&header](const std::string& text) {
-        return header + " id=10 cb=" + std::to_string(16 + text.size() + 1) + " " + text;
+    auto trace = [&](const std::string& text) {
+        return "pid=" + std::to_string(child.Id()) + " tid=" + said[1].str() + " wnd=0x0 inst=0x" +
+               Hex(module & 0xFFFFFFFFull) + " wparam=0x" + Hex(module) + " id=10 cb=" +
+               std::to_string(16 + text.size() + 1) + " text=" + text;
     };
     EXPECT_EQ((Lines{trace("Kovra : StartSession : Session(1234)"),
                      trace("Kovra : StartSession : Add this Session(1234)")}),
-              messages());
+              monitor->Lines());
 
     // A new monitor window replaces the one the child had found.
     monitor->Close();
-    monitor = std::make_unique<MonitorProgram>(directory / "second.txt");
+    monitor = std::make_unique<MonitorProgram>();
     ASSERT_TRUE(monitor->Ready());
     secondMessage.Set();
     ASSERT_EQ("SENT 2", child.WaitForLine("SENT"));
     ASSERT_TRUE(monitor->WaitForLines(1));
     // The child's unloading may trace more meanwhile: the first line is the one it sent.
-    EXPECT_EQ(trace("Kovra : RemoveSession : Session(1234)"), messages().front());
+    EXPECT_EQ(trace("Kovra : RemoveSession : Session(1234)"), monitor->Lines().front());
 }
 
 TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
@@ -208,19 +195,19 @@ TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
     ::DeleteFileA(kLog.c_str());
     // Another process opens the file without sharing and holds it until released.
     NamedEvent release;
-    ChildProcess holder(Quote(ProgramPath("kovra_child.exe")) + " open DFT " + held + " 34 " + release.Name());
+    ChildProcess holder(CommandLine("kovra_child.exe", "open DFT " + held + " 34 " + release.Name()));
     ASSERT_EQ("OPEN 1", holder.WaitForLine("OPEN"));
 
     // A process whose configuration sets SharingViolationRepeat=0 tries once.
     WriteFileBytes(config / "CKOVRA.INI", "[DefaultSettings]\r\nOption=46\r\nSharingViolationRepeat=0\r\n");
-    ChildProcess remover(Quote(ProgramPath("kovra.exe")) + " rm DFT " + held, {{"KARVELO-CKOVRAHOME", config / "."}});
+    ChildProcess remover(CommandLine("kovra.exe", "rm DFT " + held), {{"KARVELO-CKOVRAHOME", config / "."}});
     EXPECT_EQ(1, remover.Wait());
     Lines once = LogRecords(kLog, R"([0-9a-f]+ Remove \()");
     ASSERT_FALSE(once.empty());
     once[0].erase(0, once[0].find(", "));  // its address and thread
     EXPECT_EQ(HeldAttempt(", DFT, 0, ..., " + held + ")", held), once);
 
-    MonitorProgram monitor(directory / "monitor.txt");
+    MonitorProgram monitor;
     ASSERT_TRUE(monitor.Ready());
     CKovra::SetDebugLevel(1);
     CKovra file(nullptr, held.c_str());

@@ -1,8 +1,6 @@
 // The little that the Microsoft-mode test programs need from a run-time, which this machine
-// doesn't have for Microsoft's ABI: the entry point, output, and a second thread.
+// doesn't have for Microsoft's ABI: the entry point and formatted output.
 #pragma once
-
-#include <stdarg.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -11,17 +9,12 @@ extern "C" {
 // The program's own part: mainCRTStartup runs it and exits with its result.
 int Main(void);
 
-// Writes the text to the standard output with %s, %d, %u and %lu replaced by the arguments.
+// Writes to the standard output as wsprintf formats (%s, %d, %u, %lu, %02x: no floating point).
 void Print(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // Each byte as a blank and two lower-case hex digits.
 void PrintBytes(const void* bytes, unsigned int count);
 
-// Appends text to the NUL-terminated text in destination, within size bytes.
-void AppendText(char* destination, unsigned int size, const char* text);
-
-// Runs work(context) on a thread of its own and waits for it.
-void RunOnSecondThread(void (*work)(void* context), void* context);
-unsigned long CurrentThreadId(void);
+__declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
 
 #ifdef __cplusplus
 }

@@ -1,82 +1,67 @@
 // The main road of kovra through its C interface, in a C program built in Microsoft mode.
-// Walk.cpp takes the same road through the classes of kovra.h; both print the same lines.
+// Walk.cpp takes the same road through the classes of kovra.h; both print expected.txt.
 #include "Runtime.h"
 #include "kovra/capi.h"
 #include "kovra/diag.h"
 
-static void* const kSession = (void*)4711;
-
-// Every type's real path for one name, with a module directory, a client and a user set
-// for this thread's own session.
-static void ResolveEveryType(void* modulePath)
+int Main(void)
 {
-    const unsigned long thread = CurrentThreadId();
-    const int sessionStarted = Kovra_StartSession(kSession, 0);
-    Print("session %d %d\n", sessionStarted, Kovra_StartThread(kSession, thread, 0));
-    Kovra_SetModulePath((const char*)modulePath, 0);
+    Print("interface %d\n", Kovra_InterfaceVersion());
+    // Every type's real path for one name, with a module directory, a client and a user set
+    // for a session of this thread's own.
+    void* const session = (void*)4711;
+    const unsigned long thread = GetCurrentThreadId();
+    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
+    const int sessionStarted = Kovra_StartSession(session, 0);
+    Print("session %d %d\n", sessionStarted, Kovra_StartThread(session, thread, 0));
+    Kovra_SetModulePath(KovraFile_ResolveRealFileName(file, "PROGRAM", "ORDERS", 0), 0);
     Kovra_SetClient("0042", 0);
     Kovra_SetUser("ANNA", 0);
-    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
     struct FileType_S type;
     for (int index = 0; KovraGetFileType(index, &type); ++index)
         Print("%s:%s %s\n", type.name, KovraLocationWord(type.location),
               KovraFile_ResolveRealFileName(file, type.name, "NOTES.TXT", 0));
-    KovraFile_Destroy(file);
-    Kovra_RemoveThread(kSession, thread, 0);
-    Kovra_RemoveSession(kSession, 0);
-}
+    Kovra_RemoveThread(session, thread, 0);
+    Kovra_RemoveSession(session, 0);
 
-static void TextAndTime(void)
-{
-    KovraFile* file = KovraFile_Create("DATA", "NOTES.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT, 0, 0);
+    // Text written with CR LF, read back as bytes and as lines; the time stamp.
+    KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT, 0, 0);
     KovraFile_WriteString(file, "first line\n", 0);
     KovraFile_WriteString(file, "second line", 0);
     KovraFile_Printf(file, 0, "%d lines\n", 3);
-
     KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READ, 0, 0);
     char bytes[64];
     Print("bytes");
     PrintBytes(bytes, KovraFile_Read(file, bytes, sizeof bytes, 0));
-    Print("\n");
     KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READ | KOVRA_TEXT, 0, 0);
     unsigned int length = 0;
     while (KovraFile_ReadString(file, bytes, sizeof bytes - 1, &length, 0) || length > 0)
-        Print("line %s\n", bytes);
-
+        Print("\nline %s", bytes);
     const int64_t stamp = 1700000000;
     int64_t read = 0;
     KovraFile_SetModificationTime(file, &stamp, 0);
     KovraFile_GetModificationTime(file, &read, 0);
-    Print("time %lu\n", (unsigned long)read);
-    KovraFile_Destroy(file);
-}
+    Print("\ntime %lu\n", (unsigned long)read);
 
-static void ProfileNumbers(void)
-{
-    KovraFile* profile = KovraFile_Create("SETTINGS", "WALK.INI", KOVRA_RESOLVE_ONLY, 0, 0);
-    KovraFile_MkDir(profile, 0);
-    KovraFile_WriteProfileString(profile, "Window", "Title", "Orders", 0);
-    KovraFile_WriteProfileInt(profile, "Window", "Width", 640, 0);
-    KovraFile_WriteProfileULong(profile, "Window", "Big", 4000000000UL, 0);
-    KovraFile_WriteProfileDouble(profile, "Window", "Zoom", 1.25, 0);
-    char title[32];
-    KovraFile_GetProfileString(profile, "Window", "Title", "", title, sizeof title, 0);
-    Print("profile %s %d %lu %d %d\n", title, KovraFile_GetProfileInt(profile, "Window", "Width", 0, 0),
-          KovraFile_GetProfileULong(profile, "Window", "Big", 0, 0),
-          (int)(KovraFile_GetProfileDouble(profile, "Window", "Zoom", 0.0, 0) * 100),
-          KovraFile_GetProfileInt(profile, "Window", "Height", 480, 0));
-    KovraFile_Destroy(profile);
-}
+    // The profile's numbers of every kind.
+    KovraFile_Open(file, "SETTINGS", "WALK.INI", KOVRA_RESOLVE_ONLY, 0, 0);
+    KovraFile_MkDir(file, 0);
+    KovraFile_WriteProfileString(file, "Window", "Title", "Orders", 0);
+    KovraFile_WriteProfileInt(file, "Window", "Width", 640, 0);
+    KovraFile_WriteProfileULong(file, "Window", "Big", 4000000000UL, 0);
+    KovraFile_WriteProfileDouble(file, "Window", "Zoom", 1.25, 0);
+    KovraFile_GetProfileString(file, "Window", "Title", "", bytes, sizeof bytes, 0);
+    Print("profile %s %d %lu %d %d\n", bytes, KovraFile_GetProfileInt(file, "Window", "Width", 0, 0),
+          KovraFile_GetProfileULong(file, "Window", "Big", 0, 0),
+          (int)(KovraFile_GetProfileDouble(file, "Window", "Zoom", 0.0, 0) * 100),
+          KovraFile_GetProfileInt(file, "Window", "Height", 480, 0));
 
-static void BackupsAndSearch(void)
-{
-    const char* texts[] = {"orders, generation 1\r\n", "orders, generation 2\r\n"};
-    for (int generation = 0; generation < 2; ++generation) {
-        KovraFile* file = KovraFile_Create("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE, 0, 0);
-        KovraFile_Write(file, texts[generation], 22, 0);
+    // Two backups of a day, and a search for the second.
+    for (int generation = 1; generation <= 2; ++generation) {
+        KovraFile_Open(file, "DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE, 0, 0);
+        KovraFile_Printf(file, 0, "orders, generation %d\r\n", generation);
         KovraFile_SaveFile(file, 0, 0, 0, 0, 0);
         Print("backup %s\n", KovraFile_GetRealFileName(file, 0));
-        KovraFile_Destroy(file);
     }
     KovraFind* find = KovraFind_Create();
     KovraFind_FindFile(find, "DATA", "SAV\\*2.SAV", 0);
@@ -84,33 +69,15 @@ static void BackupsAndSearch(void)
         Print("found %s %lu %s\n", KovraFind_GetFileName(find, 0), KovraFind_GetLength(find, 0),
               KovraFind_GetFilePathRelative(find, 0));
     KovraFind_Destroy(find);
-}
 
-static void SharingViolation(void)
-{
+    // A sharing violation and its message.
     KovraFile* holder = KovraFile_Create("DATA", "SHARED.TXT", KOVRA_READWRITE | KOVRA_EXCLUSIVE, 0, 0);
-    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
     const int opened = KovraFile_Open(file, "DATA", "SHARED.TXT", KOVRA_READ, 0, 0);
-    char message[512] = "";
+    char message[512];
     int cause = 0;
     KovraFile_GetLastError(file, &cause, message, sizeof message - 1, 0);
     Print("sharing %d %d %s\n", opened, cause, message);
-    KovraFile_Destroy(file);
     KovraFile_Destroy(holder);
-}
-
-int Main(void)
-{
-    struct KovraSettings_S settings;
-    KovraGetSettings(&settings);
-    char modulePath[300] = "";
-    AppendText(modulePath, sizeof modulePath, settings.basePath);
-    AppendText(modulePath, sizeof modulePath, "ORDERS");
-    Print("interface %d\n", Kovra_InterfaceVersion());
-    RunOnSecondThread(&ResolveEveryType, modulePath);
-    TextAndTime();
-    ProfileNumbers();
-    BackupsAndSearch();
-    SharingViolation();
+    KovraFile_Destroy(file);
     return 0;
 }

@@ -16,6 +16,19 @@ struct Command {
     Lines output;  // its lines
 };
 
+// Runs kovra.exe with each command in turn: its exit code, no message box, and its output
+// lines, or with `leading` only as many of its first lines as the command gives.
+void ExpectRuns(const std::vector<EnvVar>& environment, const std::vector<Command>& commands, bool leading = false)
+{
+    for (const Command& command : commands) {
+        const ProgramRun run = RunProgram("kovra.exe", environment, command.arguments);
+        EXPECT_EQ(command.exitCode, run.exitCode) << command.arguments;
+        EXPECT_EQ(Lines{}, run.boxes) << command.arguments;
+        const size_t compared = leading ? std::min(command.output.size(), run.lines.size()) : run.lines.size();
+        EXPECT_EQ(command.output, Lines(run.lines.begin(), run.lines.begin() + compared)) << command.arguments;
+    }
+}
+
 // An installation with types for the data path, the user's and the workstation's
 // directories, and one that takes its location by BaseType.
 struct Site : Installation {
@@ -26,15 +39,7 @@ struct Site : Installation {
     }
     std::string Workstation() const { return Base() + "DAT\\WS1\\"; }
     ProgramRun Run(const std::string& arguments) const { return RunProgram("kovra.exe", Environment(), arguments); }
-    void Expect(const std::vector<Command>& commands) const  // run in turn
-    {
-        for (const Command& command : commands) {
-            ProgramRun run = Run(command.arguments);
-            EXPECT_EQ(command.exitCode, run.exitCode) << command.arguments;
-            EXPECT_EQ(command.output, run.lines) << command.arguments;
-            EXPECT_EQ(Lines{}, run.boxes) << command.arguments;
-        }
-    }
+    void Expect(const std::vector<Command>& commands) const { ExpectRuns(Environment(), commands); }
 };
 
 // What the tool says when the library would find no configuration file.
@@ -50,7 +55,7 @@ Lines NoConfiguration(const std::string& failure, const std::string& home, const
             "    TARNEL31_WKSTATMP   " + temporary};
 }
 
-TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
+TEST(Cli, ResolveTypesSettingsAndCheckConfig)
 {
     Site site("CLIREPORTS");
     const std::string base = site.Base(), workstation = site.Workstation(), wrong = site.Root() + "WRONG.INI";
@@ -71,14 +76,14 @@ TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
         {"types", 0, {"NAME                                LOCATION        ENCRYPTION", row("DFT", "DEFAULT"),
                       row("XWS", "MODULE"), row("T_DATA", "BASEDATA"), row("T_USER", "USER"), row("T_WKSTA", "WKSTA"),
                       row("REPORTS", "BASEDATA")}},
-        {"settings", 0, {"configuration file       " + site.ConfigDirectory() + "\\CKOVRA.INI",
+        {"settings", 0, {"configuration file       " + site.ConfigFile(),
                          "base path                " + base, "data path                " + base,
                          "read-only path           (none)", "workstation              " + workstation,
                          "workstation temporary    " + workstation + "TMP\\",
                          "debug level              3 = 1 exceptions, sessions and identity + 2 open",
                          "option bits              32 = 32 no message boxes", "sharing-violation repeat 1",
                          "process counter          0 (this is the first process)", "file-type table          shared"}},
-        {"check-config", 0, {site.ConfigDirectory() + "\\CKOVRA.INI: no problems"}},
+        {"check-config", 0, {site.ConfigFile() + ": no problems"}},
         {"check-config " + wrong, 1, {wrong + ":2: Option value '0x10' is not a decimal number: it reads as 0",
                                       wrong + ":3: unknown key 'Colour' in [DefaultSettings]",
                                       wrong + ":5: BaseType chain of [A] loops back to [A]",
@@ -88,10 +93,6 @@ TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
                                       wrong + ":10: unknown location word 'ARCHIVE' for [arc]",
                                       wrong + ": 7 problems"}},
     });
-    ProgramRun help = site.Run("--help");
-    EXPECT_EQ(0, help.exitCode);
-    EXPECT_EQ("Usage: kovra COMMAND [ARGUMENTS]", help.lines.at(0));
-    EXPECT_NE(std::string::npos, help.output.find("  check-config  check a configuration file, line by line\r\n"));
 }
 
 // Help and check-config need no installation; the other commands read their arguments and
@@ -99,7 +100,7 @@ TEST(Cli, ResolveTypesSettingsCheckConfigAndHelp)
 TEST(Cli, WithoutAnInstallationTheToolHelpsChecksAndSaysWhereItLooked)
 {
     Site site("CLINONE");
-    const std::string config = site.ConfigDirectory() + "\\CKOVRA.INI", empty = site.Root() + "EMPTY";
+    const std::string config = site.ConfigFile(), empty = site.Root() + "EMPTY";
     MakeDirectories(empty);
     char computer[MAX_COMPUTERNAME_LENGTH + 1] = "";
     DWORD size = sizeof computer;
@@ -110,32 +111,20 @@ TEST(Cli, WithoutAnInstallationTheToolHelpsChecksAndSaysWhereItLooked)
         {"TARNEL31_WKSTA", "", true}, {"TARNEL31_WKSTATMP", "", true}, {"KARVELO-CKOVRAHOME", "", true}};
     const std::vector<EnvVar> emptyHome = {
         {"TARNEL31_WKSTA", site.Base() + "DAT\\WS1"}, {"TARNEL31_WKSTATMP", "", true}, {"KARVELO-CKOVRAHOME", empty}};
-    struct Case {
-        const std::vector<EnvVar>& environment;
-        std::string arguments;
-        int exitCode;
-        Lines leading;  // the first lines of its output
-    } const cases[] = {
-        {none, "--help", 0, {"Usage: kovra COMMAND [ARGUMENTS]"}},
-        {none, "resolve --help", 0, {"Usage: kovra resolve TYPE NAME [--user U] [--client C] [--module DIR]"}},
-        {none, "resolve DFT", 2, {"kovra resolve: too few arguments"}},
-        {none, "check-config " + config, 0, {config + ": no problems"}},
-        {none, "resolve DFT A.TXT", 1,
+    ExpectRuns(none, {
+        {"--help", 0, {"Usage: kovra COMMAND [ARGUMENTS]"}},
+        {"resolve --help", 0, {"Usage: kovra resolve TYPE NAME [--user U] [--client C] [--module DIR]"}},
+        {"resolve DFT", 2, {"kovra resolve: too few arguments"}},
+        {"check-config " + config, 0, {config + ": no problems"}},
+        {"resolve DFT A.TXT", 1,
          NoConfiguration(PathExists("C:\\KOVRA\\DAT") ? defaultConfig + " was not found."
                                                      : "All or part of the path " + defaultConfig + " is invalid.",
                          "(not set)", "(not set: the workstation directory is " + defaultWorkstation + ")",
                          "(not set: its temporary directory is " + defaultWorkstation + "TMP\\)")},
-        {emptyHome, "types", 1,
-         NoConfiguration(empty + "\\CKOVRA.INI was not found.", empty, site.Base() + "DAT\\WS1",
-                         "(not set: its temporary directory is " + site.Workstation() + "TMP\\)")},
-    };
-    for (const Case& test : cases) {
-        const ProgramRun run = RunProgram("kovra.exe", test.environment, test.arguments);
-        EXPECT_EQ(test.exitCode, run.exitCode) << test.arguments;
-        EXPECT_EQ(Lines{}, run.boxes) << test.arguments;
-        const size_t compared = std::min(test.leading.size(), run.lines.size());
-        EXPECT_EQ(test.leading, Lines(run.lines.begin(), run.lines.begin() + compared)) << test.arguments;
-    }
+    }, true);
+    const Lines noHome = NoConfiguration(empty + "\\CKOVRA.INI was not found.", empty, site.Base() + "DAT\\WS1",
+                                         "(not set: its temporary directory is " + site.Workstation() + "TMP\\)");
+    ExpectRuns(emptyHome, {{"types", 1, noHome}}, true);
     // A file named without its directory is checked where it lies, its keys included.
     WriteFileBytes(site.Root() + "WRONG.INI", "[ARC]\r\nLocation=ARCHIVE\r\n");
     EXPECT_EQ((Lines{"WRONG.INI:2: unknown location word 'ARCHIVE' for [ARC]", "WRONG.INI: 1 problem"}),

@@ -6,7 +6,13 @@
 
 namespace kovratest {
 
-using Lines = std::vector<std::string>;
+inline std::string IniText(const Lines& lines)  // each line ended by CR LF
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\r\n";
+    return text;
+}
 
 struct Installation {
     explicit Installation(const std::string& name) : directory(std::string(KOVRA_TEST_DRIVE) + ":\\" + name)
@@ -17,13 +23,8 @@ struct Installation {
     const std::string& Root() const { return directory.Path(); }
     std::string Base() const { return Root() + "APP\\"; }
     std::string ConfigDirectory() const { return Root() + "CONF"; }
-    void WriteConfig(const Lines& lines) const  // CKOVRA.INI
-    {
-        std::string text;
-        for (const std::string& line : lines)
-            text += line + "\r\n";
-        WriteFileBytes(ConfigDirectory() + "\\CKOVRA.INI", text);
-    }
+    std::string ConfigFile() const { return ConfigDirectory() + "\\CKOVRA.INI"; }
+    void WriteConfig(const Lines& lines) const { WriteFileBytes(ConfigFile(), IniText(lines)); }
     std::vector<EnvVar> Environment() const
     {
         return {{"TARNEL31_WKSTA", Base() + "DAT\\WS1"}, {"TARNEL31_WKSTATMP", Base() + "DAT\\WS1\\TMP"},
@@ -55,7 +56,7 @@ struct ProgramRun {
 inline ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& environment,
                              const std::string& arguments = "", const std::string& workingDirectory = "")
 {
-    ChildProcess process(Quote(ProgramPath(name)) + " " + arguments, environment, workingDirectory);
+    ChildProcess process(CommandLine(name, arguments), environment, workingDirectory);
     BoxWatcher watcher(process.Id());
     ProgramRun run;
     run.exitCode = process.Wait();

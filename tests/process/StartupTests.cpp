@@ -2,11 +2,10 @@
 // and shared block, the paths derived at load, and the configuration CKOVRA.INI.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "Installation.h"
 
 using namespace kovratest;
+using namespace std::string_literals;  // "...\0..."s keeps its NULs
 
 namespace {
 
@@ -23,7 +22,7 @@ TEST(Startup, LaterProcessesShareTheFirstOnesBlockUntilAllHaveUnloaded)
     first.WriteConfig({"[DefaultSettings]", "Option=32", "[FIRSTTYPE]", "Location=BASE"});
     later.WriteConfig({"[DefaultSettings]", "Option=48", "[LATERTYPE]", "Location=USER"});
     NamedEvent release;
-    ChildProcess holder(Quote(ProgramPath("kovra_probe.exe")) + " --hold " + release.Name(), first.Environment());
+    ChildProcess holder(CommandLine("kovra_probe.exe", "--hold " + release.Name()), first.Environment());
     ASSERT_EQ("COUNT 0", holder.WaitForLine("COUNT"));
     ASSERT_EQ("READY", holder.WaitForLine("READY"));
     // A later process reads its own settings but keeps the first one's table of types.
@@ -99,7 +98,7 @@ TEST(Startup, WithoutTheSharedBlockAProcessWorksWithATableOfItsOwn)
 TEST(Config, TheDefaultSettingsAndTheirValues)
 {
     Installation installation("SETTINGSCONF");
-    const std::string file = installation.ConfigDirectory() + "\\CKOVRA.INI";
+    const std::string file = installation.ConfigFile();
     ProgramRun missing = RunProbe(installation.Environment());
     EXPECT_EQ(Lines{"Kovra|Kovra : KOVRA_Exception(Type(DFT), FileName(" + file + "), RealFileName(" + file +
                     "), Cause(2), (Msg(" + file + " was not found.))"},
@@ -134,20 +133,6 @@ struct ConfigCase {
     std::string box;  // the stop box's text when it doesn't
 };
 
-std::string IniText(const Lines& lines)
-{
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + "\r\n";
-    return text;
-}
-
-template <size_t N>
-std::string Bytes(const char (&text)[N])  // NULs included
-{
-    return std::string(text, N - 1);
-}
-
 Lines WithBuiltIns(const Lines& types)
 {
     Lines table{"DFT 1 1", "XWS 3 1"};
@@ -155,11 +140,10 @@ Lines WithBuiltIns(const Lines& types)
     return table;
 }
 
-std::string Numbered(const char* format, int number)
+std::string Numbered(char letter, int number)  // "C0042"
 {
-    char text[64];
-    std::snprintf(text, sizeof text, format, number);
-    return text;
+    const std::string digits = std::to_string(number);
+    return letter + std::string(4 - digits.size(), '0') + digits;
 }
 
 // Sections C0000 to C<depth-1>, each with an empty Location and the next as its base; the
@@ -168,8 +152,9 @@ std::string Chain(int depth, const std::string& last)
 {
     Lines lines;
     for (int index = 0; index + 1 < depth; ++index)
-        lines.insert(lines.end(), {Numbered("[C%04d]", index), "Location=", Numbered("BaseType=C%04d", index + 1)});
-    lines.insert(lines.end(), {Numbered("[C%04d]", depth - 1), "Location=USER"});
+        lines.insert(lines.end(), {"[" + Numbered('C', index) + "]", "Location=",
+                                   "BaseType=" + Numbered('C', index + 1)});
+    lines.insert(lines.end(), {"[" + Numbered('C', depth - 1) + "]", "Location=USER"});
     if (!last.empty())
         lines.push_back("BaseType=" + last);
     return IniText(lines);
@@ -180,40 +165,31 @@ std::string ManySections(int count, const std::string& lastLocation)
 {
     Lines lines;
     for (int index = 0; index < count; ++index)
-        lines.insert(lines.end(), {Numbered("[T%04d]", index), "Location=" + (index + 1 < count ? "BASE" : lastLocation)});
+        lines.insert(lines.end(),
+                     {"[" + Numbered('T', index) + "]", "Location=" + (index + 1 < count ? "BASE" : lastLocation)});
     return IniText(lines);
 }
 
-// The types of a full table: the built-in two and `first` to `first`+1486 with `row`.
-Lines FullTable(const char* format, const char* row)
+// A full table: the built-in two and 1487 generated names, each with `row`.
+Lines FullTable(char letter, const char* row)
 {
     Lines types;
     for (int index = 0; index < 1487; ++index)
-        types.push_back(Numbered(format, index) + row);
+        types.push_back(Numbered(letter, index) + row);
     return WithBuiltIns(types);
 }
 
-void ExpectLoads(const std::string& name, const std::vector<ConfigCase>& cases)
+TEST(Config, BaseTypeChainsLongLinesBinaryBytesBrokenHeadersAndOverfullTables)
 {
-    Installation installation(name);
-    for (const ConfigCase& config : cases) {
-        WriteFileBytes(installation.ConfigDirectory() + "\\CKOVRA.INI", config.file);
-        ProgramRun probe = RunProbe(installation.Environment());
-        if (config.box.empty()) {
-            EXPECT_EQ(0, probe.exitCode) << config.what;
-            EXPECT_EQ(Lines{}, probe.boxes) << config.what;
-            EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
-        } else {
-            EXPECT_EQ(3, probe.exitCode) << config.what;
-            EXPECT_EQ(Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
-        }
-    }
-}
-
-TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
-{
-    const std::string deepRing = Chain(1500, "c0000");
-    ExpectLoads("CHAINSCONF", {
+    // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
+    // piece that starts with '[' can.
+    const std::string longLines = IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]",
+                                           "Location=ARCHIVE", std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'),
+                                           "[B]", "Location=USER"});
+    // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line
+    // for the profile service but not for the section headers.
+    const std::string binary = "[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n"s;
+    const ConfigCase cases[] = {
         // [ABC] reads the keys of [abc], as the profile service finds sections.
         {"chains and names", IniText({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
                                       "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]",
@@ -244,31 +220,25 @@ TEST(Config, BaseTypeChainsTakeEachWordFromTheNearestBaseAsked)
         {"back to the type", IniText({"[R1]", "BaseType=R2", "[R2]", "Location=", "BaseType=R1"}), {},
          "CKOVRA.INI wrong, (R1,,DEFAULT,R1)"},
         // Every section of a chain 1500 deep asks all of the chain behind it.
-        {"1500 deep", Chain(1500, ""), FullTable("C%04d", " 6 1"), ""},
-        {"1500 deep ring", deepRing, {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
-    });
-}
-
-TEST(Config, LongLinesBinaryBytesBrokenHeadersAndOverfullTables)
-{
-    // A line longer than 1024 characters comes in pieces: its first can't name a type, but a
-    // piece that starts with '[' can.
-    const std::string longLines = IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]",
-                                           "Location=ARCHIVE", std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'),
-                                           "[B]", "Location=USER"});
-    // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line
-    // for the profile service but not for the section headers.
-    const std::string binary = Bytes("[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n");
-    ExpectLoads("BADCONF", {
+        {"1500 deep", Chain(1500, ""), FullTable('C', " 6 1"), ""},
+        {"1500 deep ring", Chain(1500, "c0000"), {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
         {"1 MB lines", longLines, WithBuiltIns({"A 2 1", "Z 1 1", "B 6 1"}), ""},
         {"binary bytes", binary, WithBuiltIns({"\xFF 6 1", "C 7 1"}), ""},
-        {"a NUL in a word", Bytes("[A]\r\nLocation=BA\0SE\r\n"), {}, "CKOVRA.INI wrong, (A,BA,,)"},
+        {"a NUL in a word", "[A]\r\nLocation=BA\0SE\r\n"s, {}, "CKOVRA.INI wrong, (A,BA,,)"},
         {"a header without ']'", IniText({"[A", "Location=ARCHIVE", "[B]", "Location=USER"}), WithBuiltIns({"B 6 1"}),
          ""},
         // The table holds 1489 types: later sections add none, but their words are checked.
-        {"2000 sections", ManySections(2000, "BASE"), FullTable("T%04d", " 2 1"), ""},
+        {"2000 sections", ManySections(2000, "BASE"), FullTable('T', " 2 1"), ""},
         {"2000 sections, the last wrong", ManySections(2000, "ARCHIVE"), {}, "CKOVRA.INI wrong, (T1999,ARCHIVE,,)"},
-    });
+    };
+    Installation installation("CONFIGS");
+    for (const ConfigCase& config : cases) {
+        WriteFileBytes(installation.ConfigFile(), config.file);
+        ProgramRun probe = RunProbe(installation.Environment());
+        EXPECT_EQ(config.box.empty() ? 0 : 3, probe.exitCode) << config.what;
+        EXPECT_EQ(config.box.empty() ? Lines{} : Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
+        EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
+    }
 }
 
 } // namespace

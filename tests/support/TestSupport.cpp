@@ -6,7 +6,6 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <map>
 #include <regex>
 #include <sstream>
 
@@ -16,7 +15,15 @@ namespace kovratest {
 // its time-out would take its failure messages along. Unbuffered, they are there to read.
 const bool g_unbufferedOutput = std::setvbuf(stdout, nullptr, _IONBF, 0) == 0;
 
-// ---- files ------------------------------------------------------------------------------------
+namespace {
+
+std::string DirectoryOf(const std::string& path)  // with its trailing backslash
+{
+    size_t separator = path.find_last_of('\\');
+    return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
+}
+
+} // namespace
 
 std::string ReadFileBytes(const std::string& path)
 {
@@ -29,8 +36,7 @@ std::string ReadFileBytes(const std::string& path)
 void WriteFileBytes(const std::string& path, const std::string& bytes)
 {
     MakeDirectories(DirectoryOf(path));
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << bytes;
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 bool PathExists(const std::string& path)
@@ -80,24 +86,13 @@ std::vector<std::string> Entries(const std::string& directory)
 std::vector<std::string> SplitLines(const std::string& text)
 {
     std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        std::string line = text.substr(start, end - start);
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        lines.push_back(line);
-        start = end + 1;
+    for (size_t start = 0, end; start < text.size(); start = end + 1) {
+        end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        if (!lines.back().empty() && lines.back().back() == '\r')
+            lines.back().pop_back();
     }
     return lines;
-}
-
-std::string DirectoryOf(const std::string& path)
-{
-    size_t separator = path.find_last_of('\\');
-    return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
 }
 
 std::string ProgramDirectory()
@@ -105,6 +100,16 @@ std::string ProgramDirectory()
     char path[MAX_PATH];
     ::GetModuleFileNameA(nullptr, path, sizeof path);
     return DirectoryOf(path);
+}
+
+std::string ProgramPath(const std::string& program)
+{
+    return ProgramDirectory() + program;
+}
+
+std::string CommandLine(const std::string& program, const std::string& arguments)
+{
+    return "\"" + ProgramPath(program) + "\" " + arguments;
 }
 
 std::string CurrentUtcDate(const char* format)
@@ -141,49 +146,33 @@ std::vector<std::string> LogRecords(const std::string& logPath, const std::strin
     return records;
 }
 
-ScratchDirectory::ScratchDirectory(const std::string& path) : m_path(path.back() == '\\' ? path : path + "\\")
-{
-    RemoveTree(m_path);
-    MakeDirectories(m_path);
-}
-
-ScratchDirectory::~ScratchDirectory()
-{
-    RemoveTree(m_path);
-}
-
-// ---- child processes -------------------------------------------------------------------------
-
 namespace {
 
-std::string EnvironmentBlock(const std::vector<EnvVar>& changes)
-{
-    // Names compare without regard to case, as Windows does.
-    auto upper = [](std::string text) {
-        for (char& c : text)
-            c = static_cast<char>(::toupper(static_cast<unsigned char>(c)));
-        return text;
-    };
-    std::map<std::string, std::string> variables;
-    char* block = ::GetEnvironmentStringsA();
-    for (const char* entry = block; *entry; entry += std::strlen(entry) + 1) {
-        const char* equals = std::strchr(entry + 1, '=');  // names of drive variables start with '='
-        if (equals)
-            variables[upper(std::string(entry, equals))] = entry;
+// Changes this process's environment, which a child started meanwhile inherits, until it ends.
+class EnvironmentChange {
+public:
+    explicit EnvironmentChange(const std::vector<EnvVar>& changes)
+    {
+        char value[32768];
+        for (const EnvVar& change : changes) {
+            const DWORD length = ::GetEnvironmentVariableA(change.name.c_str(), value, sizeof value);
+            m_saved.push_back({change.name, std::string(value, length), length == 0});
+            Apply(change);
+        }
     }
-    ::FreeEnvironmentStringsA(block);
-    for (const EnvVar& change : changes) {
-        if (change.remove)
-            variables.erase(upper(change.name));
-        else
-            variables[upper(change.name)] = change.name + "=" + change.value;
+    ~EnvironmentChange()
+    {
+        for (auto saved = m_saved.rbegin(); saved != m_saved.rend(); ++saved)
+            Apply(*saved);
     }
-    std::string result;
-    for (const auto& variable : variables)
-        result += variable.second + '\0';
-    result += '\0';
-    return result;
-}
+
+private:
+    static void Apply(const EnvVar& change)
+    {
+        ::SetEnvironmentVariableA(change.name.c_str(), change.remove ? nullptr : change.value.c_str());
+    }
+    std::vector<EnvVar> m_saved;
+};
 
 } // namespace
 
@@ -195,7 +184,6 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
     if (!::CreatePipe(&m_outputRead, &outputWrite, &inheritable, 0))
         return;
     ::SetHandleInformation(m_outputRead, HANDLE_FLAG_INHERIT, 0);
-
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -204,8 +192,8 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
     startup.hStdError = outputWrite;
     PROCESS_INFORMATION process = {};
     std::string command = commandLine;
-    std::string block = EnvironmentBlock(environment);
-    BOOL started = ::CreateProcessA(nullptr, &command[0], nullptr, nullptr, TRUE, 0, &block[0],
+    EnvironmentChange changed(environment);
+    BOOL started = ::CreateProcessA(nullptr, &command[0], nullptr, nullptr, TRUE, 0, nullptr,
                                     workingDirectory.empty() ? nullptr : workingDirectory.c_str(), &startup, &process);
     ::CloseHandle(outputWrite);
     if (!started)
@@ -246,8 +234,7 @@ void ChildProcess::ReadOutput()
             continue;
         }
         DWORD read = 0;
-        if (!::ReadFile(m_outputRead, buffer, available < sizeof buffer ? available : sizeof buffer, &read, nullptr) ||
-            read == 0)
+        if (!::ReadFile(m_outputRead, buffer, std::min<DWORD>(available, sizeof buffer), &read, nullptr) || read == 0)
             break;
         std::lock_guard<std::mutex> lock(m_mutex);
         m_output.append(buffer, read);
@@ -258,33 +245,21 @@ void ChildProcess::ReadOutput()
     m_changed.notify_all();
 }
 
-bool ChildProcess::ReadLine(std::string& line, DWORD timeoutMs)
-{
-    std::unique_lock<std::mutex> lock(m_mutex);
-    auto complete = [this] { return m_output.find('\n', m_consumed) != std::string::npos || m_ended; };
-    if (!m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), complete))
-        return false;
-    size_t end = m_output.find('\n', m_consumed);
-    if (end == std::string::npos) {
-        if (m_consumed >= m_output.size())
-            return false;
-        end = m_output.size();
-    }
-    line = m_output.substr(m_consumed, end - m_consumed);
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    m_consumed = end + 1;
-    return true;
-}
-
 std::string ChildProcess::WaitForLine(const std::string& prefix, DWORD timeoutMs)
 {
-    DWORD deadline = ::GetTickCount() + timeoutMs;
-    std::string line;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
-        DWORD now = ::GetTickCount();
-        if (static_cast<LONG>(deadline - now) <= 0 || !ReadLine(line, deadline - now))
-            return "";
+        const size_t end = m_output.find('\n', m_consumed);
+        if (end == std::string::npos) {
+            if (m_ended || m_changed.wait_until(lock, deadline) == std::cv_status::timeout)
+                return "";
+            continue;
+        }
+        std::string line = m_output.substr(m_consumed, end - m_consumed);
+        m_consumed = end + 1;
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
         if (line.compare(0, prefix.size(), prefix) == 0)
             return line;
     }
@@ -312,30 +287,6 @@ std::string ChildProcess::Output()
     return m_output;
 }
 
-std::string Quote(const std::string& argument)
-{
-    return "\"" + argument + "\"";
-}
-
-std::string ProgramPath(const std::string& program)
-{
-    return ProgramDirectory() + program;
-}
-
-// ---- synchronisation --------------------------------------------------------------------------
-
-bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs)
-{
-    const DWORD start = ::GetTickCount();
-    for (;;) {
-        if (condition())
-            return true;
-        if (::GetTickCount() - start >= timeoutMs)
-            return false;
-        ::Sleep(20);
-    }
-}
-
 NamedEvent::NamedEvent()
 {
     static LONG counter = 0;
@@ -344,26 +295,10 @@ NamedEvent::NamedEvent()
     m_event = ::CreateEventA(nullptr, TRUE, FALSE, m_name.c_str());
 }
 
-NamedEvent::~NamedEvent()
-{
-    ::CloseHandle(m_event);
-}
-
-void NamedEvent::Set()
-{
-    ::SetEvent(m_event);
-}
-
-// ---- message boxes ----------------------------------------------------------------------------
-
 namespace {
 
-struct BoxSearch {
-    DWORD processId;
-    std::vector<HWND>* found;
-};
+using BoxSearch = std::pair<DWORD, std::vector<HWND>>;  // a process and its visible message boxes
 
-// Collects the visible message boxes ("#32770" windows) of one process.
 BOOL CALLBACK CollectMessageBox(HWND window, LPARAM parameter)
 {
     auto* search = reinterpret_cast<BoxSearch*>(parameter);
@@ -371,8 +306,8 @@ BOOL CALLBACK CollectMessageBox(HWND window, LPARAM parameter)
     ::GetWindowThreadProcessId(window, &owner);
     char className[32] = "";
     ::GetClassNameA(window, className, sizeof className);
-    if (owner == search->processId && std::strcmp(className, "#32770") == 0 && ::IsWindowVisible(window))
-        search->found->push_back(window);
+    if (owner == search->first && std::strcmp(className, "#32770") == 0 && ::IsWindowVisible(window))
+        search->second.push_back(window);
     return TRUE;
 }
 
@@ -380,56 +315,32 @@ BOOL CALLBACK CollectMessageBox(HWND window, LPARAM parameter)
 
 BoxWatcher::BoxWatcher(DWORD processId) : m_processId(processId), m_thread([this] { Watch(); })
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_runningChanged.wait(lock, [this] { return m_running; });
-}
-
-BoxWatcher::~BoxWatcher()
-{
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_stop = true;
-    }
-    m_thread.join();
+    m_running.get_future().wait();
 }
 
 void BoxWatcher::Watch()
 {
-    for (;;) {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_stop)
-                return;
-        }
-        std::vector<HWND> found;
-        BoxSearch search{m_processId, &found};
+    for (bool first = true;; first = false) {
+        BoxSearch search{m_processId, {}};
         ::EnumWindows(&CollectMessageBox, reinterpret_cast<LPARAM>(&search));
-        for (HWND box : found) {
-            MessageBoxSeen seen;
-            char text[2048] = "";
+        for (HWND box : search.second) {
+            char text[2048] = "", caption[256] = "";
             ::GetDlgItemTextA(box, 0xFFFF, text, sizeof text);
-            seen.text = text;
-            ::GetWindowTextA(box, text, sizeof text);
-            seen.caption = text;
+            ::GetWindowTextA(box, caption, sizeof caption);
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
-                bool known = false;
-                for (HWND dismissed : m_dismissed)
-                    known = known || dismissed == box;
-                if (!known) {
+                if (std::find(m_dismissed.begin(), m_dismissed.end(), box) == m_dismissed.end()) {
                     m_dismissed.push_back(box);
-                    m_boxes.push_back(seen);
+                    m_boxes.push_back({caption, text});
                 }
             }
             ::PostMessageA(box, WM_COMMAND, IDOK, 0);
         }
-        // Running once the window services have served this thread a first time.
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_running = true;
-        }
-        m_runningChanged.notify_all();
+        if (first)
+            m_running.set_value();  // the window services have served this thread once
         ::Sleep(20);
+        if (m_stop)
+            return;
     }
 }
 
@@ -439,73 +350,47 @@ std::vector<MessageBoxSeen> BoxWatcher::Boxes()
     return m_boxes;
 }
 
-bool BoxWatcher::WaitFor(size_t count, DWORD timeoutMs)
+MonitorProgram::MonitorProgram()
+    : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
 {
-    return WaitUntil([&] { return Boxes().size() >= count; }, timeoutMs);
-}
-
-// ---- the monitor program ----------------------------------------------------------------------
-
-MonitorProgram::MonitorProgram(const std::string& outputFile) : m_outputFile(outputFile)
-{
-    ::DeleteFileA(outputFile.c_str());
-    m_process = std::make_unique<ChildProcess>(ProgramPath("kovramon.exe") + " --verbose --output " +
-                                               Quote(outputFile) + " --ready-event " + m_readyEvent.Name());
-    HANDLE ready = ::OpenEventA(SYNCHRONIZE, FALSE, m_readyEvent.Name().c_str());
-    m_ready = ready && ::WaitForSingleObject(ready, 20000) == WAIT_OBJECT_0;
-    if (ready)
-        ::CloseHandle(ready);
-}
-
-MonitorProgram::~MonitorProgram()
-{
-    Close();
+    m_ready = m_readyEvent.Wait(20000);
 }
 
 std::vector<std::string> MonitorProgram::Lines()
 {
     std::vector<std::string> lines;
-    for (const std::string& line : SplitLines(ReadFileBytes(m_outputFile)))
+    std::string output = m_process.Output();
+    output.erase(output.rfind('\n') + 1);  // complete lines only
+    for (const std::string& line : SplitLines(output))
         if (!line.empty())
-            lines.push_back(line);
+            lines.push_back(line.substr(line.find(' ') + 1));
     return lines;
-}
-
-bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
-{
-    return WaitUntil([&] { return Lines().size() >= count; }, timeoutMs);
-}
-
-void MonitorProgram::Close()
-{
-    if (!m_process)
-        return;
-    HWND window = ::FindWindowA("#32770", "Debug-Monitor");
-    if (window)
-        ::PostMessageA(window, WM_CLOSE, 0, 0);
-    m_process->Wait(10000);
-    m_process.reset();
 }
 
 std::vector<std::string> MonitorProgram::Texts()
 {
     std::vector<std::string> texts;
     for (const std::string& line : Lines())
-        texts.push_back(MonitorField(line, "text"));
+        texts.push_back(line.substr(line.find(" text=") + 6));
     return texts;
 }
 
-std::string MonitorField(const std::string& line, const std::string& name)
+bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
 {
-    std::string key = " " + name + "=";
-    size_t start = line.find(key);
-    if (start == std::string::npos)
-        return "";
-    start += key.size();
-    if (name == "text")
-        return line.substr(start);
-    size_t end = line.find(' ', start);
-    return line.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    for (const DWORD start = ::GetTickCount(); Lines().size() < count; ::Sleep(20))
+        if (::GetTickCount() - start >= timeoutMs)
+            return false;
+    return true;
+}
+
+void MonitorProgram::Close()
+{
+    if (!m_open)
+        return;
+    m_open = false;
+    if (HWND window = ::FindWindowA("#32770", "Debug-Monitor"))
+        ::PostMessageA(window, WM_CLOSE, 0, 0);
+    m_process.Wait(10000);
 }
 
 } // namespace kovratest

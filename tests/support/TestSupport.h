@@ -4,9 +4,9 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <condition_variable>
-#include <cstdint>
-#include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,7 +15,8 @@
 
 namespace kovratest {
 
-// ---- files ------------------------------------------------------------------------------------
+using Lines = std::vector<std::string>;
+
 std::string ReadFileBytes(const std::string& path);  // "" when the file can't be read
 void WriteFileBytes(const std::string& path, const std::string& bytes);  // makes the directories
 bool PathExists(const std::string& path);
@@ -23,8 +24,9 @@ void MakeDirectories(const std::string& directory);
 void RemoveTree(const std::string& path);
 std::vector<std::string> Entries(const std::string& directory);  // names in it, sorted, without . and ..
 std::vector<std::string> SplitLines(const std::string& text);  // on LF, each line without CR LF
-std::string DirectoryOf(const std::string& path);              // with its trailing backslash
 std::string ProgramDirectory();                                // of the running program
+std::string ProgramPath(const std::string& program);           // a program beside this one
+std::string CommandLine(const std::string& program, const std::string& arguments);  // of ProgramPath
 std::string CurrentUtcDate(const char* format);                // strftime of the UTC date
 std::string Hex(unsigned long long value);                     // lower-case, no prefix
 
@@ -35,8 +37,12 @@ std::vector<std::string> LogRecords(const std::string& logPath, const std::strin
 // A fresh, empty directory for one test, removed again at the end.
 class ScratchDirectory {
 public:
-    explicit ScratchDirectory(const std::string& path);
-    ~ScratchDirectory();
+    explicit ScratchDirectory(const std::string& path) : m_path(path.back() == '\\' ? path : path + "\\")
+    {
+        RemoveTree(m_path);
+        MakeDirectories(m_path);
+    }
+    ~ScratchDirectory() { RemoveTree(m_path); }
     const std::string& Path() const { return m_path; }  // with a trailing backslash
     std::string operator/(const std::string& name) const { return m_path + name; }
 
@@ -44,7 +50,6 @@ private:
     std::string m_path;
 };
 
-// ---- child processes -------------------------------------------------------------------------
 struct EnvVar {
     std::string name;
     std::string value;
@@ -60,16 +65,12 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    bool Started() const { return m_process != nullptr; }
     DWORD Id() const { return m_processId; }
-    // Next complete line of output (without its line end); false on timeout or end of output.
-    bool ReadLine(std::string& line, DWORD timeoutMs = 20000);
-    // Waits for a line that starts with prefix, dropping others; the line or "" on timeout.
+    // The next line that starts with prefix, dropping others; "" on timeout or end of output.
     std::string WaitForLine(const std::string& prefix, DWORD timeoutMs = 20000);
     // Exit code, or -1 when it didn't end in time (it is then killed).
     int Wait(DWORD timeoutMs = 60000);
-    // Everything it printed, once it has ended.
-    std::string Output();
+    std::string Output();  // everything it printed, once it has ended
 
 private:
     void ReadOutput();
@@ -85,26 +86,19 @@ private:
     bool m_ended = false;
 };
 
-std::string Quote(const std::string& argument);
-std::string ProgramPath(const std::string& program);  // a program beside this one
-
-// ---- synchronisation --------------------------------------------------------------------------
-// Polls condition every 20 ms; false when it still fails after timeoutMs.
-bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs = 20000);
-
 class NamedEvent {
 public:
     NamedEvent();  // a unique name
-    ~NamedEvent();
+    ~NamedEvent() { ::CloseHandle(m_event); }
     const std::string& Name() const { return m_name; }
-    void Set();
+    void Set() { ::SetEvent(m_event); }
+    bool Wait(DWORD timeoutMs) { return ::WaitForSingleObject(m_event, timeoutMs) == WAIT_OBJECT_0; }
 
 private:
     std::string m_name;
     HANDLE m_event;
 };
 
-// ---- message boxes ----------------------------------------------------------------------------
 struct MessageBoxSeen {
     std::string caption;
     std::string text;
@@ -116,44 +110,41 @@ struct MessageBoxSeen {
 class BoxWatcher {
 public:
     explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
-    ~BoxWatcher();
+    ~BoxWatcher()
+    {
+        m_stop = true;
+        m_thread.join();
+    }
     std::vector<MessageBoxSeen> Boxes();
-    // Waits until at least count boxes were seen.
-    bool WaitFor(size_t count, DWORD timeoutMs = 20000);
 
 private:
     void Watch();
 
     DWORD m_processId;
-    bool m_stop = false;
-    bool m_running = false;
+    std::atomic<bool> m_stop{false};
+    std::promise<void> m_running;
     std::mutex m_mutex;
-    std::condition_variable m_runningChanged;
     std::vector<MessageBoxSeen> m_boxes;
     std::vector<HWND> m_dismissed;
     std::thread m_thread;
 };
 
-// ---- the monitor program ----------------------------------------------------------------------
-// kovramon.exe in verbose mode, its lines going to a file that the test reads.
+// kovramon.exe in verbose mode, its lines read from its output.
 class MonitorProgram {
 public:
-    explicit MonitorProgram(const std::string& outputFile);
-    ~MonitorProgram();
+    MonitorProgram();
+    ~MonitorProgram() { Close(); }
     bool Ready() const { return m_ready; }
-    std::vector<std::string> Lines();
+    std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
     std::vector<std::string> Texts();  // the text field of each line
     bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
     void Close();  // WM_CLOSE to its window, then waits for it to end
 
 private:
-    std::string m_outputFile;
     NamedEvent m_readyEvent;
-    std::unique_ptr<ChildProcess> m_process;
+    ChildProcess m_process;
     bool m_ready = false;
+    bool m_open = true;
 };
-
-// Field "name=value" of a verbose monitor line ("" when absent); text= runs to the end.
-std::string MonitorField(const std::string& line, const std::string& name);
 
 } // namespace kovratest

@@ -1,11 +1,10 @@
-// The file-type table, the resolution of (file type, name) to a real path, and what
-// GetLastError reports when resolution or an open fails.
+// The resolution of (file type, name) to a real path and what it resolves with: the file-type
+// table, the per-process registry of sessions and thread bindings and their identities; and
+// what GetLastError reports when resolution or an open fails.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
+#include <thread>
 
 #include "TestSupport.h"
 #include "kovra/diag.h"
@@ -77,11 +76,16 @@ TEST(Resolve, EveryLocationWithAndWithoutAClientAndAReadOnlyPath)
     ScratchDirectory configuration(kBase + "NOREADONLY");
     WriteFileBytes(configuration / "CKOVRA.INI", "[DefaultSettings]\r\nOption=32\r\n");
     for (const char* type : {"T_BASEREADONLY", "T_MODULEREADONLY"}) {
-        ChildProcess child(Quote(ProgramPath("kovra_child.exe")) + " resolve " + type + " SUB\\F.TXT",
-                           {{"KARVELO-CKOVRAHOME", kBase + "NOREADONLY"}});
-        EXPECT_EQ("REAL " + same, child.WaitForLine("")) << type;
+        ChildProcess tool(CommandLine("kovra.exe", "resolve " + std::string(type) + " SUB\\F.TXT"),
+                          {{"KARVELO-CKOVRAHOME", kBase + "NOREADONLY"}});
+        EXPECT_EQ(same, tool.WaitForLine("")) << type;
     }
 }
+
+// BuildFileName, open to derived classes, rewrites the caller's name buffer of 260 bytes.
+struct NameBuilder : CKovra {
+    using CKovra::BuildFileName;
+};
 
 TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
 {
@@ -102,23 +106,10 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
     EXPECT_EQ(kBase + "LOG\\" + date + ".LOG", file.GetRealFileName());
     file.Open("T_BASE", "%y%M%T_%d%X", KOVRA_RESOLVE_ONLY);  // %T is the day when there is no %D
     EXPECT_EQ(date.substr(2) + "_%d%X", std::string(file.GetFileName()));
-}
 
-// BuildFileName, open to derived classes, rewrites the caller's name buffer of 260 bytes.
-struct NameBuilder : CKovra {
-    using CKovra::BuildFileName;
-};
-
-TEST(Resolve, BuildFileNameHandsBackTheLengthenedName)
-{
-    const std::string date = CurrentUtcDate("%Y%m%d");
-    NameBuilder builder;
-    char name[260] = "LOG%Y%M%D.TXT";
-    char real[260] = "";
-    EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 0));
-    EXPECT_EQ("LOG" + date + ".TXT", std::string(name));
-    EXPECT_EQ(kBase + "LOG" + date + ".TXT", std::string(real));
+    NameBuilder builder;  // the name lengthened by its date fields, as long as it fits
     const std::string fits = std::string(255, 'N') + "%Y";  // 259 characters with the year
+    char name[260], real[260];
     std::strcpy(name, fits.c_str());
     EXPECT_EQ(1, builder.BuildFileName("T_BASE", name, real, 1));
     EXPECT_EQ(std::string(255, 'N') + date.substr(0, 4), std::string(name));
@@ -204,6 +195,148 @@ TEST(FileTypes, TheTableHoldsAtMost1489Types)
     EXPECT_EQ(std::string(20, '\0'), std::string(reinterpret_cast<const char*>(block) + 65516, 20));
     ::UnmapViewOfFile(block);
     ::CloseHandle(mapping);
+}
+
+void* Session(INT_PTR value)
+{
+    return reinterpret_cast<void*>(value);
+}
+
+void* ProcessSession()
+{
+    return Session(static_cast<INT_PTR>(::GetCurrentProcessId()));
+}
+
+const std::string kProcess = std::to_string(::GetCurrentProcessId());
+
+// The session records "<session>:<reference count>", "|", the bindings "<session>/<thread id>".
+std::string Registry()
+{
+    std::string text;
+    KovraSession_S record;
+    for (int index = 0; KovraGetSession(index, &record); ++index)
+        text += std::to_string(reinterpret_cast<INT_PTR>(record.session)) + ":" +
+                std::to_string(record.referenceCount) + " ";
+    text += "|";
+    void* session = nullptr;
+    unsigned long thread = 0;
+    for (int index = 0; KovraGetThreadBinding(index, &session, &thread); ++index)
+        text += " " + std::to_string(reinterpret_cast<INT_PTR>(session)) + "/" + std::to_string(thread);
+    return text;
+}
+
+// The session record that the calling thread's names resolve with.
+KovraSession_S CallerSession()
+{
+    KovraSession_S record = {};
+    EXPECT_EQ(1, KovraGetThreadSession(&record));
+    return record;
+}
+
+TEST(Registry, StartsAndRemovalsCountReferences)
+{
+    const std::string self = " " + kProcess + "/" + std::to_string(::GetCurrentThreadId());
+    // Start-up counted the process session for itself and for the thread that loaded the library.
+    EXPECT_EQ(kProcess + ":2 |" + self, Registry());
+
+    EXPECT_EQ(1, CKovra::StartSession(Session(4711)));
+    EXPECT_EQ(0, CKovra::StartSession(Session(4711)));
+    EXPECT_EQ(1, CKovra::RemoveSession(Session(4711)));
+    EXPECT_EQ(kProcess + ":2 4711:1 |" + self, Registry());
+    EXPECT_EQ(1, CKovra::RemoveSession(Session(4711)));
+    EXPECT_EQ(0, CKovra::RemoveSession(Session(4711)));
+
+    // Starting one thread twice counts its session twice but binds it once.
+    EXPECT_EQ(1, CKovra::StartThread(Session(77), 5000));
+    EXPECT_EQ(0, CKovra::StartThread(Session(77), 5000));
+    EXPECT_EQ(kProcess + ":2 77:2 |" + self + " 77/5000", Registry());
+    EXPECT_EQ(1, CKovra::RemoveThread(Session(77), 5000));
+    EXPECT_EQ(0, CKovra::RemoveThread(Session(77), 5000));  // no longer bound: the count stays
+    EXPECT_EQ(kProcess + ":2 77:1 |" + self, Registry());
+
+    // Removing a session leaves the bindings of its threads.
+    CKovra::StartThread(Session(77), 6000);
+    EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
+    EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
+    EXPECT_EQ(kProcess + ":2 |" + self + " 77/6000", Registry());
+}
+
+TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
+{
+    const unsigned long self = ::GetCurrentThreadId();
+    CKovra::StartThread(Session(101), self);
+    EXPECT_EQ(Session(101), CallerSession().session);
+    CKovra::StartThread(Session(102), self);  // bound to two sessions: the newest binding wins
+    EXPECT_EQ(Session(102), CallerSession().session);
+    CKovra::StartThread(Session(105), self);
+    CKovra::RemoveThread(Session(102), self);  // a binding between two others goes
+    EXPECT_EQ(Session(105), CallerSession().session);
+    CKovra::RemoveThread(Session(105), self);
+    EXPECT_EQ(Session(101), CallerSession().session);
+    CKovra::RemoveSession(Session(101));  // a stale binding finds no record: the process session answers
+    EXPECT_EQ(ProcessSession(), CallerSession().session);
+
+    // With option 1 a binding to the process session gives way to any other binding.
+    CKovra::RemoveThread(ProcessSession(), self);
+    CKovra::StartThread(Session(103), self);
+    CKovra::StartThread(ProcessSession(), self);
+    EXPECT_EQ(ProcessSession(), CallerSession().session);
+    EXPECT_EQ(1, CKovra::SetOption(1, 7));
+    EXPECT_EQ(Session(103), CallerSession().session);
+    std::thread([] { EXPECT_EQ(ProcessSession(), CallerSession().session); }).join();  // unbound
+    EXPECT_EQ(1, CKovra::SetOption(1, 0));
+
+    // Without the process session an unbound thread gets the oldest session; without any, none.
+    CKovra::StartSession(Session(104));
+    CKovra::RemoveThread(ProcessSession(), self);
+    CKovra::RemoveSession(ProcessSession());
+    std::thread([] { EXPECT_EQ(Session(103), CallerSession().session); }).join();
+    CKovra::RemoveThread(Session(103), self);
+    CKovra::RemoveSession(Session(104));
+    EXPECT_EQ(0, KovraGetThreadSession(nullptr));
+}
+
+TEST(Identity, EveryThreadOfASessionSeesItAndOverlongValuesAreRefused)
+{
+    void* session = Session(401);
+    const std::string longest(253, 'u');
+    std::thread([&] {
+        CKovra::StartThread(session, ::GetCurrentThreadId());
+        EXPECT_EQ(1, CKovra::SetUser(longest.c_str()));
+        EXPECT_EQ(0, CKovra::SetUser((longest + "u").c_str()));
+        EXPECT_EQ(1, CKovra::SetClient("C1"));
+        EXPECT_EQ(0, CKovra::SetClient(std::string(252, 'c').c_str()));
+        EXPECT_EQ(0, CKovra::SetModulePath(std::string(259, 'm').c_str()));
+        EXPECT_EQ(1, CKovra::SetModulePath("C:\\APP"));
+    }).join();
+    std::thread([&] {
+        CKovra::StartThread(session, ::GetCurrentThreadId());
+        KovraSession_S seen = CallerSession();
+        EXPECT_EQ(session, seen.session);
+        EXPECT_EQ("USERS\\" + longest, seen.user);
+        EXPECT_STREQ("CLIENTS\\C1", seen.client);
+        EXPECT_STREQ("C:\\APP\\", seen.modulePath);
+    }).join();
+    EXPECT_STREQ("", CallerSession().user);  // the process session kept its own identity
+}
+
+// Many threads starting, binding and changing sessions at once are the stress program's load
+// (stress.Short); here two unbound threads change the process's own session at once.
+TEST(Registry, TwoThreadsChangingTheProcessSessionAtOnceLoseNoChange)
+{
+    std::vector<std::thread> workers;
+    for (const char* prefix : {"U", "C"}) {
+        workers.emplace_back([prefix] {
+            auto setter = prefix[0] == 'U' ? &CKovra::SetUser : &CKovra::SetClient;
+            for (int round = 0; round < 300; ++round)
+                setter((prefix + std::to_string(round)).c_str(), 0);
+        });
+    }
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_EQ(kProcess + ":2 | " + kProcess + "/" + std::to_string(::GetCurrentThreadId()), Registry());
+    EXPECT_STREQ("USERS\\U299", CallerSession().user);
+    EXPECT_STREQ("CLIENTS\\C299", CallerSession().client);
 }
 
 } // namespace

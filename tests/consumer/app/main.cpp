@@ -7,21 +7,12 @@
 
 int main()
 {
-    {
-        CKovra file("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT);
-        if (!file.IsOpen()) {
-            char message[512] = "";
-            file.GetLastError(nullptr, message, sizeof message - 1);
-            std::printf("open failed: %s\n", message);
-            return 1;
-        }
-        file.WriteString("hello from a consumer\n");
-    }
+    CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT)
+        .WriteString("hello from a consumer\n");
     CKovra file("REPORTS", "HELLO.TXT", KOVRA_READ);
     char bytes[64] = "";
-    unsigned int count = file.Read(bytes, sizeof bytes - 1);
-    std::printf("real %s\n", file.GetRealFileName());
-    std::printf("bytes %u:", count);
+    const unsigned int count = file.Read(bytes, sizeof bytes - 1);
+    std::printf("real %s\nbytes %u:", file.GetRealFileName(), count);
     for (unsigned int index = 0; index < count; ++index)
         std::printf(" %02x", static_cast<unsigned char>(bytes[index]));
     std::printf("\ntypes");

@@ -1,0 +1,239 @@
+// Operations on an object's file and its directory: backups, removal, renaming, copying and
+// appending (their retries: logging suite), directories, drives, path names and the search.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "FileChecks.h"
+#include "kovra/kovra.h"
+
+using namespace kovratest;
+
+namespace {
+
+const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
+const std::string kToday = CurrentUtcDate("%y%m%d");
+
+// Writes bytes to the T_BASE file name and lets file name it without opening it.
+void NameFile(CKovra& file, const std::string& name, const std::string& bytes)
+{
+    WriteFileBytes(kBase + name, bytes);
+    ASSERT_EQ(1, file.Open("T_BASE", name.c_str(), KOVRA_RESOLVE_ONLY));
+}
+
+// Checks that file names path, closed and without a type, and that path holds bytes.
+void ExpectNames(CKovra& file, const std::string& path, const std::string& bytes)
+{
+    EXPECT_EQ(path, file.GetFileName());
+    EXPECT_EQ(path, file.GetRealFileName());
+    EXPECT_EQ(0, file.IsOpen());
+    EXPECT_STREQ("", file.GetFileType());
+    EXPECT_EQ(bytes, ReadFileBytes(path));
+}
+
+TEST(SaveFile, BackupsOfADayAreNumberedAndCopiedWhenTheMoveIsRefused)
+{
+    ScratchDirectory saves(kBase + "SAV");
+    ScratchDirectory directory(kBase + "SAVE");
+    CKovra file("T_BASE", "SAVE\\F.TXT", KOVRA_READWRITE);  // closed first
+    ASSERT_EQ(3u, file.Write("one", 3));
+    EXPECT_EQ(1, file.SaveFile());
+    ExpectNames(file, saves / (kToday + "01.SAV"), "one");
+    NameFile(file, "SAVE\\F.TXT", "two");
+    EXPECT_EQ(1, file.SaveFile());
+    ExpectNames(file, saves / (kToday + "02.SAV"), "two");
+    EXPECT_FALSE(PathExists(directory / "F.TXT"));
+    NameFile(file, "SAVE\\F.TXT", "new");  // a directory of the type is made with its parents
+    EXPECT_EQ(1, file.SaveFile("T_BASE", "SAVE\\A\\B", "OLD"));
+    ExpectNames(file, directory / ("A\\B\\" + kToday + "01.OLD"), "new");
+    for (int number = 3; number <= 99; ++number)
+        WriteFileBytes(saves / (kToday + (number < 10 ? "0" : "") + std::to_string(number) + ".SAV"), "");
+    // A reader that doesn't share deletion: the move fails, the copy can still read the file.
+    NameFile(file, "SAVE\\F.TXT", "held");
+    CKovra reader("T_BASE", "SAVE\\F.TXT", KOVRA_READ);
+    EXPECT_EQ(1, file.SaveFile());
+    ExpectNames(file, saves / (kToday + "000100.SAV"), "held");
+    EXPECT_EQ("held", ReadFileBytes(directory / "F.TXT"));
+    EXPECT_EQ(11, CauseOf(file));
+    EXPECT_EQ(0, reader.SaveFile("NOPE"));  // no backup path: the file stays, open
+    EXPECT_EQ(-1, CauseOf(reader));
+    EXPECT_EQ(1, reader.IsOpen());
+}
+
+TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
+{
+    ScratchDirectory directory(kBase + "REMOVE");
+    CKovra file("T_BASE", "REMOVE\\F.TXT", KOVRA_READWRITE);
+    EXPECT_EQ(1, file.Remove());
+    EXPECT_FALSE(PathExists(directory / "F.TXT"));
+    EXPECT_EQ(1, file.Remove());  // nothing there any more, and nothing recorded
+    EXPECT_EQ(0, CauseOf(file));
+    CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
+    const std::string temporaryPath = temporary.GetRealFileName();
+    EXPECT_EQ(1, temporary.Remove());
+    EXPECT_FALSE(PathExists(temporaryPath));
+    NameFile(file, "REMOVE\\RO.TXT", "r");
+    ::SetFileAttributesA((directory / "RO.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(0, file.Remove());
+    EXPECT_EQ(5, CauseOf(file));
+    EXPECT_EQ("r", ReadFileBytes(directory / "RO.TXT"));
+}
+
+TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWithoutAChange)
+{
+    ScratchDirectory directory(kBase + "RENAME");
+    CKovra file("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(3u, file.Write("abc", 3));
+    char name[] = "RENAME\\A\\B\\G.TXT";
+    EXPECT_EQ(1, file.Rename(nullptr, name));  // the object's own type
+    EXPECT_EQ(directory / "A\\B\\G.TXT", file.GetRealFileName());
+    EXPECT_EQ("abc", ReadFileBytes(directory / "A\\B\\G.TXT"));
+    // The caller's text gets its date fields as long as it doesn't grow.
+    char dated[] = "RENAME\\D%y%M%D.TXT";
+    EXPECT_EQ(1, file.Rename("T_BASE", dated));
+    EXPECT_EQ("RENAME\\D" + kToday + ".TXT", std::string(dated));
+    char grown[] = "RENAME\\Y%Y.TXT";
+    EXPECT_EQ(1, file.Rename("T_BASE", grown));
+    EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
+    EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
+
+    NameFile(file, "RENAME\\F.TXT", "f");
+    auto expectUnchanged = [&](int cause) {
+        EXPECT_EQ(cause, CauseOf(file));
+        EXPECT_STREQ("RENAME\\F.TXT", file.GetFileName());
+        EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
+        EXPECT_EQ("f", ReadFileBytes(directory / "F.TXT"));
+    };
+    WriteFileBytes(directory / "TAKEN.TXT", "taken");
+    char taken[] = "RENAME\\TAKEN.TXT";
+    EXPECT_EQ(0, file.Rename("T_BASE", taken));
+    expectUnchanged(5);
+    EXPECT_EQ("taken", ReadFileBytes(directory / "TAKEN.TXT"));
+    char unknownType[] = "RENAME\\%y.TXT";
+    EXPECT_EQ(0, file.Rename("NOPE", unknownType));
+    expectUnchanged(-1);
+    EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
+    std::string tooLong = "RENAME\\" + std::string(259, 'N');  // other members: BadInput
+    EXPECT_EQ(0, file.Rename("T_BASE", &tooLong[0]));
+    expectUnchanged(-2);
+}
+
+TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesWhole)
+{
+    ScratchDirectory directory(kBase + "COPY");
+    WriteFileBytes(directory / "DST.TXT", "old");
+    CKovra file("T_BASE", "COPY\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(3u, file.Write("new", 3));
+    EXPECT_EQ(0, file.CopyFileA(nullptr, "COPY\\DST.TXT", 1));
+    EXPECT_EQ("old", ReadFileBytes(directory / "DST.TXT"));
+    EXPECT_EQ(1, file.CopyFileA(nullptr, "COPY\\DST.TXT", 0));
+    EXPECT_EQ("new", ReadFileBytes(directory / "DST.TXT"));
+    EXPECT_EQ(0, file.CopyFileA("NOPE", "COPY\\NEW\\DST.TXT", 0));  // no destination: nothing made
+    EXPECT_EQ(-1, CauseOf(file));
+    EXPECT_FALSE(PathExists(directory / "NEW"));
+
+    std::string source;  // more than two copy blocks, each byte telling its place
+    for (int index = 0; index < 20000; ++index)
+        source += static_cast<char>('A' + index % 23);
+    WriteFileBytes(directory / "SRC.TXT", source);
+    WriteFileBytes(directory / "APP.TXT", "head:");
+    ASSERT_EQ(1, file.Open("T_BASE", "COPY\\SRC.TXT", KOVRA_READ));
+    ASSERT_EQ(7, file.Seek(7, 0));  // an open object is appended whole, and read to its end
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
+    EXPECT_EQ("head:" + source, ReadFileBytes(directory / "APP.TXT"));
+    EXPECT_EQ(20000ul, file.GetPosition());
+    NameFile(file, "COPY\\ABC.TXT", "abc");  // opened for the copy and closed again
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
+    EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "APP.TXT"));
+    EXPECT_EQ(0, file.IsOpen());
+    NameFile(file, "COPY\\EMPTY.TXT", "");  // nothing to append, a missing destination made
+    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\SUB\\MADE.TXT"));
+    EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
+    EXPECT_EQ("", ReadFileBytes(directory / "SUB\\MADE.TXT"));
+}
+
+TEST(DirectoryOps, RmDirAndChDirTakeTheNamedDirectoryOrTheFilesDirectory)
+{
+    ScratchDirectory directory(kBase + "DIRS");
+    MakeDirectories(directory / "DIR");
+    WriteFileBytes(directory / "FULL\\F.TXT", "f");
+    CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
+    EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
+    EXPECT_EQ(directory / "FULL", file.GetCwd());
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\DIR", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(1, file.ChDir());  // a directory's name: the directory itself
+    EXPECT_EQ(directory / "DIR", file.GetCwd());
+    ASSERT_TRUE(::SetCurrentDirectoryA(kBase.c_str()));  // lets the directories go
+    EXPECT_EQ(1, file.RmDir());
+    EXPECT_FALSE(PathExists(directory / "DIR"));
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(0, file.RmDir());  // not empty
+    ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
+    EXPECT_EQ(1, file.RmDir());
+    EXPECT_FALSE(PathExists(directory / "FULL"));
+}
+
+TEST(DirectoryOps, DrivesNamesFreeSpaceAndNetworkDrives)
+{
+    CKovra file;
+    EXPECT_EQ(1, file.ChDrive(26));
+    EXPECT_EQ("Z:", std::string(file.GetCwd()).substr(0, 2));
+    EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
+    EXPECT_EQ(26, file.GetDrive());
+    ScratchDirectory directory(kBase + "NAMES");
+    WriteFileBytes(directory / "F.TXT", "f");
+    WriteFileBytes(directory / "MixedCase.Txt", "m");
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
+    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
+    EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
+    // Free space of missing directories: only the root of the drive can answer.
+    ULARGE_INTEGER available;
+    ASSERT_TRUE(::GetDiskFreeSpaceExA(KOVRA_TEST_DRIVE ":\\", &available, nullptr, nullptr));
+    ASSERT_GT(available.QuadPart, 0xFFFFFFFFull) << "the test drive needs more than 4 GiB free";
+    ASSERT_EQ(1, file.Open("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(4294967295ul, file.GetDiskFreeSpaceA());
+    ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
+    EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
+    EXPECT_EQ(1, file.IsNetDrive());
+    EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
+}
+
+// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT below the base, which is also the module's
+// directory; each file holds its name.
+TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirectory)
+{
+    ScratchDirectory directory(kBase + "FIND");
+    for (const char* name : {"A.TXT", "B.TXT", "C.TXT", "SUB\\F.TXT"})
+        WriteFileBytes(directory / name, name);
+    ASSERT_EQ(1, CKovra::SetModulePath(directory.Path().c_str()));
+    CKovraFind find;
+    auto entries = [&find] {  // the entries still to come, sorted: directories end in a backslash
+        Lines found;
+        while (find.FindNextFileA())
+            found.push_back((find.IsDots() ? "dots " : "") + std::string(find.GetFileName()) +
+                            (find.IsDirectory() ? "\\" : ""));
+        std::sort(found.begin(), found.end());
+        return found;
+    };
+    ASSERT_NE(0, find.FindFile("T_BASE", "FIND\\*.TXT"));
+    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT"}), entries());
+    EXPECT_EQ(0, find.FindFile("T_BASE", "FIND\\*.XYZ"));
+    EXPECT_EQ(0, find.FindNextFileA());
+    ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
+    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\"}), entries());
+
+    ASSERT_NE(0, find.FindFile("T_MODULE", "SUB\\*.TXT"));
+    ASSERT_NE(0, find.FindNextFileA());
+    EXPECT_STREQ("SUB\\F.TXT", find.GetFilePathRelative());
+    EXPECT_EQ(directory / "SUB\\F.TXT", find.GetFilePath());
+    EXPECT_EQ(9ul, find.GetLength());  // the file holds its nine-character name
+    ASSERT_NE(0, find.FindFile(nullptr, (directory / "SUB\\*.TXT").c_str(), 1));  // searched as DFT
+    ASSERT_NE(0, find.FindNextFileA());
+    EXPECT_STREQ("FIND\\SUB\\F.TXT", find.GetFilePathRelative());
+}
+
+} // namespace

@@ -1,0 +1,411 @@
+// What an object does with its own file: opening and closing (options, sharing and its
+// retries, read-only files, temporary files, directories), block and text I/O, positions,
+// locks and times, the file as a profile, and the C interface to all of it.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <regex>
+#include <thread>
+
+#include "FileChecks.h"
+#include "kovra/capi.h"
+
+using namespace kovratest;
+
+namespace {
+
+const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
+
+TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslated)
+{
+    ScratchDirectory directory(kBase + "OC_OPTIONS");
+    const char* name = "OC_OPTIONS\\RW\\F.TXT";
+    CKovra file;
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_RESOLVE_ONLY));  // resolves and touches nothing
+    EXPECT_FALSE(PathExists(directory / "RW"));
+    EXPECT_EQ(0, file.Open("T_BASE", name, KOVRA_READ));  // a missing file: only its directory is made
+    EXPECT_TRUE(PathExists(directory / "RW\\"));
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // creates
+    EXPECT_EQ(3u, file.Write("abc", 3));
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // keeps the contents
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READ));
+    EXPECT_EQ(0u, file.Write("x", 1));
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_APPEND));
+    file.Seek(0, 0);
+    file.Write("de", 2);
+    file.Close();
+    EXPECT_EQ("abcde", ReadFileBytes(directory / "RW\\F.TXT"));
+    EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT));
+    file.WriteString("a\nb\n");
+    file.Open("T_BASE", name, KOVRA_APPEND);  // without 64 the bytes go as they are
+    file.WriteString("c\n");
+    file.Close();
+    EXPECT_EQ("a\r\nb\r\nc\n", ReadFileBytes(directory / "RW\\F.TXT"));
+}
+
+TEST(OpenClose, OpeningAReadOnlyFileForWritingClearsTheAttributeAndTriesAgain)
+{
+    ScratchDirectory directory(kBase + "OC_READONLY");
+    const std::string path = directory / "F.TXT";
+    WriteFileBytes(path, "abc");
+    ::SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    HANDLE probe = ::CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (probe != INVALID_HANDLE_VALUE) {
+        ::CloseHandle(probe);
+        GTEST_SKIP() << "this system lets a read-only file be opened for writing (wine run by root)";
+    }
+    CKovra file;
+    EXPECT_EQ(1, file.Open("T_BASE", "OC_READONLY\\F.TXT", KOVRA_APPEND));
+    EXPECT_EQ(0u, ::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(3u, file.GetLength());
+    EXPECT_EQ(5, CauseOf(file));  // the first attempt's failure stays recorded
+}
+
+// Every failed attempt traces one exception line: a sharing violation is retried once, and
+// with flag 2 for as long as it lasts.
+TEST(OpenClose, SharingModesBetweenTwoObjectsAndTheRetryOfAViolation)
+{
+    ScratchDirectory directory(kBase + "OC_SHARE");
+    const std::string path = directory / "F.TXT";
+    WriteFileBytes(path, "x");
+    const char* name = "OC_SHARE\\F.TXT";
+    CKovra holder, other;
+    ASSERT_EQ(1, holder.Open("T_BASE", name, KOVRA_READWRITE | KOVRA_DENY_WRITE));
+    EXPECT_EQ(1, other.Open("T_BASE", name, KOVRA_READ));
+    EXPECT_EQ(0, other.Open("T_BASE", name, KOVRA_READWRITE));
+    EXPECT_EQ(11, CauseOf(other));
+    ASSERT_EQ(1, holder.Open("T_BASE", name, KOVRA_READ | KOVRA_DENY_WRITE | KOVRA_EXCLUSIVE));
+
+    MonitorProgram monitor;
+    ASSERT_TRUE(monitor.Ready());
+    CKovra::SetDebugLevel(1);
+    const std::string violation = "Kovra : Exception : Datei(" + path +
+                                  ") Cause(11) Msg(A sharing violation occurred while accessing " + path + ".)";
+    EXPECT_EQ(0, other.Open("T_BASE", name, KOVRA_READ));  // 32 wins over 16
+    ASSERT_TRUE(monitor.WaitForLines(2));
+    EXPECT_EQ(Lines(2, violation), monitor.Texts());
+    std::thread release([&] {  // once three more attempts have been traced
+        monitor.WaitForLines(5);
+        holder.Close();
+    });
+    EXPECT_EQ(1, other.Open("T_BASE", name, KOVRA_READ, nullptr, 2));
+    release.join();
+    const Lines texts = monitor.Texts();
+    EXPECT_GE(texts.size(), 5u);
+    EXPECT_EQ(Lines(texts.size(), violation), texts);
+    ASSERT_EQ(1, holder.Open("T_BASE", name, KOVRA_READWRITE));  // without 16 and 32 nothing is denied
+    EXPECT_EQ(1, other.Open("T_BASE", name, KOVRA_APPEND));
+}
+
+// Texts that an object hands out may come back as its arguments, whole or in part.
+TEST(OpenClose, AnObjectTakesItsOwnTextsBackAsArguments)
+{
+    ScratchDirectory directory(kBase + "OC_OWN");
+    CKovra file("T_BASE", "OC_OWN\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(1, file.IsOpen());
+    EXPECT_EQ(1, file.Open(file.GetFileType(), file.GetFileName(), KOVRA_READWRITE));  // the file, not its directory
+    EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
+    EXPECT_EQ(kBase + "F.TXT", std::string(file.GetRealFileName("T_USER", file.GetFileName())));
+    EXPECT_EQ(1, file.Open("T_BASE", file.GetFileName() + 7, KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(kBase + "F.TXT", file.GetRealFileName());
+    // A type and a name inside the type that the Open replaces.
+    ASSERT_EQ(1, CKovra::AddFileType("XT_BASE", 2, 1));
+    file.Open("XT_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
+    EXPECT_EQ(1, file.Open(file.GetFileType() + 1, file.GetFileType(), KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ("T_BASE " + kBase + "XT_BASE", std::string(file.GetFileType()) + " " + file.GetRealFileName());
+    // SaveFile's extension outlives the type that its Close drops.
+    file.Open("T_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
+    EXPECT_EQ(1, file.SaveFile(nullptr, "OC_OWN", file.GetFileType()));
+    const std::string backup = directory / (CurrentUtcDate("%y%m%d") + "01.T_BASE");
+    EXPECT_EQ(backup, file.GetRealFileName());
+    // GetLastError's message written over the real file name that it reports.
+    EXPECT_EQ(0, file.Open("NOPE", "G.TXT", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(1, file.GetLastError(nullptr, file.GetRealFileName(), 260));
+    EXPECT_EQ("Kovra : KOVRA_ERROR(NOPE, G.TXT, " + backup + ", -1)", file.GetRealFileName());
+}
+
+TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
+{
+    SYSTEMTIME now;
+    ::GetLocalTime(&now);
+    char day[8];
+    std::snprintf(day, sizeof day, "%02d%02d%02d", now.wYear % 100, now.wMonth, now.wDay);
+    CKovra file;
+    EXPECT_EQ(1, file.Open("T_BASE", nullptr, KOVRA_READWRITE));
+    const std::string path = file.GetRealFileName();
+    const std::string prefix = kBase + "DAT\\WS1\\TMP\\CKV_" + std::to_string(::GetCurrentProcessId()) + "_" + day;
+    EXPECT_EQ(prefix, path.substr(0, prefix.size()));
+    EXPECT_TRUE(std::regex_match(path.substr(prefix.size()), std::regex(R"(\d{9}_1\.TMP)"))) << path;
+    // Kept by Close(1), the path serves the next Open without a name again; Close removes it.
+    file.Write("tmp", 3);
+    EXPECT_EQ(1, file.Close(1));
+    EXPECT_EQ(1, file.Open(nullptr, nullptr, KOVRA_READ));
+    EXPECT_EQ(path, file.GetRealFileName());
+    EXPECT_EQ(3u, file.GetLength());
+    EXPECT_EQ(1, file.Close());
+    EXPECT_FALSE(PathExists(path));
+}
+
+TEST(OpenClose, MkDirMakesTheParentWithThreeResultsAndAccessSeesWhatExists)
+{
+    ScratchDirectory directory(kBase + "OC_MKDIR");
+    MakeDirectories(directory / "EXIST");
+    WriteFileBytes(directory / "F.TXT", "");
+    CKovra file;
+    auto at = [&file](const std::string& path) -> CKovra& {
+        file.Open("T_BASE", path.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1);
+        return file;
+    };
+    EXPECT_EQ(0, at(directory / "EXIST\\\\F").MkDir());  // an existing directory, named with its backslash
+    EXPECT_EQ(1, at(directory / "A\\B\\F.TXT").MkDir());
+    EXPECT_TRUE(PathExists(directory / "A\\B\\"));
+    EXPECT_EQ(-1, at("Q:\\\\F").MkDir());  // the root of a drive that doesn't exist
+    EXPECT_EQ(1, at(directory / "F.TXT").Access());
+    EXPECT_EQ(0, at(directory / "G.TXT").Access());
+}
+
+// One ReadString call as "text|length|result|position after it".
+std::string ReadLine(CKovra& file, unsigned int size)
+{
+    std::vector<char> buffer(size + 1, '#');
+    unsigned int length = 99;
+    const int result = file.ReadString(buffer.data(), size, &length);
+    return std::string(buffer.data()) + "|" + std::to_string(length) + "|" + std::to_string(result) + "|" +
+           std::to_string(file.GetPosition());
+}
+
+TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
+{
+    ScratchDirectory directory(kBase + "BT_READ");
+    // ReadString fetches 512 bytes from the line's start and moves the position back behind the
+    // line: the b line's CR and LF and the c line's LF sit at block ends, the d line spans two.
+    const Lines lines = {std::string(508, 'a'), std::string(511, 'b'), std::string(510, 'c'),
+                         std::string(700, 'd'), "", "tail"};
+    std::string bytes;
+    for (const std::string& line : lines)
+        bytes += line + (&line == &lines.back() ? "" : "\r\n");
+    WriteFileBytes(directory / "F.TXT", bytes);
+    CKovra file("T_BASE", "BT_READ\\F.TXT", KOVRA_READ | KOVRA_TEXT);
+    char buffer[6];
+    file.Seek(506, 0);
+    EXPECT_EQ(5u, file.Read(buffer, 6));
+    EXPECT_EQ(std::string("aa\nbb\0", 6), std::string(buffer, 6));
+    file.Seek(0, 0);
+    size_t consumed = 0;
+    for (const std::string& line : lines) {
+        const bool last = &line == &lines.back();
+        consumed += line.size() + (last ? 0 : 2);
+        EXPECT_EQ(line + "|" + std::to_string(line.size()) + (last ? "|0|" : "|1|") + std::to_string(consumed),
+                  ReadLine(file, 1000));
+    }
+    EXPECT_EQ("|0|0|2243", ReadLine(file, 1000));
+    file.Seek(1535, 0);  // the d line in pieces of the buffer's size
+    EXPECT_EQ(std::string(256, 'd') + "|256|1|1791", ReadLine(file, 256));
+    EXPECT_EQ(std::string(256, 'd') + "|256|1|2047", ReadLine(file, 256));
+    EXPECT_EQ(std::string(188, 'd') + "|188|1|2237", ReadLine(file, 256));
+    ASSERT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));  // without the text option
+    file.Seek(510, 0);
+    EXPECT_EQ(lines[1] + "\r\n|513|1|1023", ReadLine(file, 1000));
+}
+
+TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
+{
+    ScratchDirectory directory(kBase + "BT_WRITE");
+    CKovra file("T_BASE", "BT_WRITE\\F.TXT", KOVRA_READWRITE | KOVRA_TEXT);
+    EXPECT_EQ(5u, file.WriteString("abc"));     // a line end of its own
+    EXPECT_EQ(3u, file.WriteString("abc", 1));  // flags 1: none
+    EXPECT_EQ(4u, file.WriteString("a\nb"));    // a text with a line feed gets none
+    EXPECT_EQ(3u, file.Write("\nz\n", 3));      // Write answers with the count it was given
+    EXPECT_EQ(2u, file.Write("hello\n", 2));    // ... but the text runs to its NUL
+    EXPECT_EQ(4u, file.Write("a\0b\n", 4));
+    EXPECT_EQ(2u, file.Write("\n\n", 2, 1));    // flags 1: raw
+    const std::string longText(5000, 'y');      // beyond any fixed buffer; no line end added
+    EXPECT_EQ(1u, file.Write((longText + "\n").c_str(), 1));
+    EXPECT_EQ(5007u, file.Printf(0, "%d\n%s%d\n", 5, longText.c_str(), 42));
+    // A block without a NUL ends where the readable memory ends: here with its page.
+    SYSTEM_INFO system;
+    ::GetSystemInfo(&system);
+    char* page = static_cast<char*>(::VirtualAlloc(nullptr, system.dwPageSize, MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_NE(nullptr, page);
+    std::memset(page, 'q', system.dwPageSize);
+    EXPECT_EQ(1u, file.Write(page + system.dwPageSize - 3, 1));
+    ::VirtualFree(page, 0, MEM_RELEASE);
+    const std::string text = "abc\r\nabca\r\nb\r\nz\r\nhello\r\na\n\n" + longText + "\r\n5\r\n" + longText +
+                             "42\r\nqqq";
+    // Without the text option nothing is translated; in append mode every write goes to the end.
+    ASSERT_EQ(1, file.Open("T_BASE", "BT_WRITE\\F.TXT", KOVRA_APPEND));
+    file.Seek(1, 0);
+    EXPECT_EQ(3u, file.WriteString("a\nb"));
+    file.Seek(0, 0);
+    EXPECT_EQ(2u, file.Printf(0, "%d\n", 5));
+    EXPECT_EQ(text.size() + 5, file.GetPosition());
+    file.Close();
+    EXPECT_EQ(text + "a\nb5\n", ReadFileBytes(directory / "F.TXT"));
+}
+
+TEST(BlockTextIo, FailuresWithoutWriteAccessAndAfterAFailedOpen)
+{
+    ScratchDirectory directory(kBase + "BT_FAIL");
+    WriteFileBytes(directory / "F.TXT", "123");
+    CKovra file("T_BASE", "BT_FAIL\\F.TXT", KOVRA_READ);
+    EXPECT_EQ(0u, file.WriteString("ab"));
+    EXPECT_EQ(0, file.SetLength(1));
+    EXPECT_EQ(0, CauseOf(file));  // refused before the platform is asked
+    EXPECT_EQ(0, file.Flush());   // asked: it refuses a handle without write access
+    EXPECT_EQ(5, CauseOf(file));
+    EXPECT_EQ("123", ReadFileBytes(directory / "F.TXT"));
+    // After a failed open the platform answers that no file is open.
+    ASSERT_EQ(0, file.Open("T_BASE", "BT_FAIL\\NONE.TXT", KOVRA_READ | KOVRA_TEXT));
+    EXPECT_EQ(2, CauseOf(file));
+    char buffer[4] = "xyz";
+    EXPECT_EQ(0, file.ReadString(buffer, 3));
+    EXPECT_STREQ("", buffer);
+    EXPECT_EQ(6, CauseOf(file));
+}
+
+TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
+{
+    ScratchDirectory directory(kBase + "PL_SEEK");
+    CKovra file("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(10u, file.Write("0123456789", 10));
+    EXPECT_EQ(3, file.Seek(3, 0));
+    EXPECT_EQ(5, file.Seek(2, 1));
+    EXPECT_EQ(6, file.Seek(-4, 2));
+    EXPECT_EQ(-1, file.Seek(-11, 2));  // before the start
+    EXPECT_EQ(9, CauseOf(file));
+    EXPECT_EQ(&file, file = 4L);
+    EXPECT_EQ(&file, *(file += 3) -= 5);
+    EXPECT_EQ(2ul, file.GetPosition());
+    EXPECT_EQ(1, file.SetLength(12));
+    EXPECT_EQ(12ul, file.GetLength());
+    EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
+    // Positions cross as 32 bits on both targets: past 2 GiB they read back whole as unsigned
+    // values and wrap to negative ones as Seek's long.
+    EXPECT_EQ(1, file.SetLength(0xC0000000ul));
+    EXPECT_EQ(0xC0000000ul, file.GetLength());
+    EXPECT_EQ(-1073741825L, file.Seek(-1, 2));
+    EXPECT_EQ(0xBFFFFFFFul, file.GetPosition());
+    EXPECT_EQ(1, file.SetLength(5));
+    file.Close();  // the length of the file under the name
+    EXPECT_EQ(5ul, file.GetLength());
+    EXPECT_EQ("01234", ReadFileBytes(directory / "F.TXT"));
+}
+
+TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
+{
+    ScratchDirectory directory(kBase + "PL_LOCK");
+    CKovra first("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE), second("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE);
+    EXPECT_EQ(1, first.Lock(0, 10));
+    EXPECT_EQ(0, second.Lock(5, 10));
+    EXPECT_EQ(12, CauseOf(second));
+    EXPECT_EQ(1, second.Lock(10, 5));  // the neighbouring range is free
+    EXPECT_EQ(1, first.UnLock(0, 10));
+    EXPECT_EQ(0, first.UnLock(0, 10));  // no longer locked
+    EXPECT_EQ(12, CauseOf(first));
+    EXPECT_EQ(1, second.Lock(0, 10));
+    // The child holds bytes 15 to 18 until it is released and ends.
+    NamedEvent release;
+    ChildProcess child(CommandLine("kovra_child.exe", "lock T_BASE PL_LOCK\\F.TXT 15 4 " + release.Name()));
+    ASSERT_EQ("LOCK 1", child.WaitForLine("LOCK"));
+    EXPECT_EQ(0, first.Lock(18, 2));
+    EXPECT_EQ(12, CauseOf(first));
+    release.Set();
+    EXPECT_EQ(0, child.Wait());
+    EXPECT_EQ(1, first.Lock(15, 4));
+}
+
+TEST(PositionLockTime, TimeStampsBySelector)
+{
+    ScratchDirectory directory(kBase + "PL_TIME");
+    WriteFileBytes(directory / "F.TXT", "abc");
+    CKovra file("T_BASE", "PL_TIME\\F.TXT", KOVRA_READWRITE);  // open or not, reached by the name
+    // Seconds past 2038 need all 64 bits of the time stamp, on the 32-bit build too.
+    const ATL::CTime written(4102444800), created(1000000000);  // 2100-01-01 00:00 UTC, 2001
+    EXPECT_EQ(1, file.SetModificationTime(&written, 0));
+    EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
+    file.Close();
+    struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
+    ASSERT_EQ(0, _stat64((directory / "F.TXT").c_str(), &status));
+    EXPECT_EQ(4102444800, status.st_mtime);
+    ATL::CTime time;
+    EXPECT_EQ(1, file.GetModificationTime(&time, 0));
+    EXPECT_EQ(4102444800, time.GetTime());
+    EXPECT_EQ(1, file.GetModificationTime(&time, 1));
+    EXPECT_EQ(status.st_ctime, time.GetTime());
+}
+
+TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheDefault)
+{
+    ScratchDirectory directory(kBase + "PR_WRITE");
+    CKovra profile("T_BASE", "PR_WRITE\\P.INI", KOVRA_RESOLVE_ONLY);
+    EXPECT_NE(0, profile.WriteProfile("S", "LONG", -5L));
+    EXPECT_NE(0, profile.WriteProfile("S", "ULONG", 4000000000UL));
+    EXPECT_NE(0, profile.WriteProfile("S", "DOUBLE", 2.5));
+    EXPECT_NE(0, profile.WriteProfile("S", "NEGATIVE", -0.25));
+    EXPECT_EQ("[S]\r\nLONG=-5\r\nULONG=4000000000\r\nDOUBLE=2.500000\r\nNEGATIVE=-0.250000\r\n",
+              ReadFileBytes(directory / "P.INI"));
+    EXPECT_EQ(-5L, profile.GetProfile("S", "LONG", 0L));
+    EXPECT_EQ(4000000000UL, profile.GetProfile("S", "ULONG", 0UL));
+    EXPECT_EQ(-0.25, profile.GetProfile("S", "NEGATIVE", 0.0));
+    CKovra unnamed;  // without a resolved name there is no profile file
+    EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
+    EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
+
+    // Readers parse what is there or give the default. 127 characters read 12; all 200
+    // would read 1.2e74 (or overflow a long).
+    const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
+    WriteFileBytes(directory / "R.INI",
+                   "[S]\r\nEMPTY=\r\nABC=abc\r\nMINUS=-1\r\nCUT=" + cut + "\r\n[T]\r\nA=1\r\nB=22\r\n");
+    ASSERT_EQ(1, profile.Open("T_BASE", "PR_WRITE\\R.INI", KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(7L, profile.GetProfile("S", "MISSING", 7L));
+    EXPECT_EQ(8U, profile.GetProfile("S", "EMPTY", 8U));
+    EXPECT_EQ(0L, profile.GetProfile("S", "ABC", 7L));
+    EXPECT_EQ(4294967295UL, profile.GetProfile("S", "MINUS", 7UL));
+    EXPECT_EQ(12L, profile.GetProfile("S", "CUT", 7L));
+    EXPECT_EQ(12.0, profile.GetProfile("S", "CUT", 7.0));
+    char buffer[32];
+    EXPECT_EQ(4, profile.GetProfile("S", "MISSING", "dflt", buffer, sizeof buffer));
+    EXPECT_STREQ("dflt", buffer);
+    EXPECT_EQ(0, profile.GetProfile("S", "EMPTY", "dflt", buffer, sizeof buffer));
+    EXPECT_STREQ("", buffer);
+    EXPECT_EQ(1, profile.GetProfileSectionA("T", buffer, sizeof buffer));
+    EXPECT_EQ(std::string("A=1\0B=22\0\0", 10), std::string(buffer, 10));
+    EXPECT_EQ(0, profile.GetProfileSectionA("NOSECTION", buffer, sizeof buffer));
+}
+
+// What the C interface adds to the members (its main road: tests/msvc): handles, the failure
+// values of a null handle, the protected and variadic members and the operators' handle results.
+TEST(CInterface, HandlesTheFailureValuesOfANullHandleAndTheOperatorsResults)
+{
+    EXPECT_EQ(0, KovraFile_Open(nullptr, "T_BASE", "A.TXT", KOVRA_READ, nullptr, 0));
+    EXPECT_STREQ("", KovraFile_GetRealFileName(nullptr, 0));
+    EXPECT_EQ(0, KovraFile_GetLastError(nullptr, nullptr, nullptr, 0, 0));
+    EXPECT_EQ(0u, KovraFile_Printf(nullptr, 0, "%d", 1));
+    EXPECT_EQ(7L, KovraFile_GetProfileLong(nullptr, "S", "K", 7, 0));
+    EXPECT_EQ(2.5, KovraFile_GetProfileDouble(nullptr, "S", "K", 2.5, 0));
+    EXPECT_EQ(nullptr, KovraFile_OperatorAssign(nullptr, 3));
+    EXPECT_EQ(0, KovraFind_FindFile(nullptr, "T_BASE", "*.*", 0));
+    EXPECT_STREQ("", KovraFind_GetFilePath(nullptr, 0));
+    KovraFile_Destroy(nullptr);
+    KovraFind_Destroy(nullptr);
+    EXPECT_EQ(KOVRA_C_INTERFACE_VERSION, Kovra_InterfaceVersion());
+
+    ScratchDirectory directory(kBase + "CI");
+    KovraFile* file = KovraFile_Create("T_BASE", "CI\\F.TXT", KOVRA_READWRITE | KOVRA_TEXT, nullptr, 0);
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ(5u, KovraFile_Printf(file, 0, "%d-%s\n", 5, "x"));
+    EXPECT_EQ(file, KovraFile_OperatorAssign(file, 1));
+    EXPECT_EQ(file, KovraFile_OperatorAddAssign(file, 3));
+    EXPECT_EQ(file, KovraFile_OperatorSubtractAssign(file, 2));
+    EXPECT_EQ(2UL, KovraFile_GetPosition(file, 0));
+    EXPECT_EQ("5-x\r\n", ReadFileBytes(directory / "F.TXT"));
+    char name[260] = "D%y%M%D.TXT";  // date fields that keep the length are replaced in place
+    char realFileName[260] = "";
+    EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, 0));
+    EXPECT_EQ("D" + CurrentUtcDate("%y%m%d") + ".TXT", std::string(name));
+    EXPECT_EQ(kBase + name, std::string(realFileName));
+    KovraFile_Destroy(file);
+}
+
+} // namespace
