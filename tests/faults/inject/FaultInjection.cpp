@@ -43,7 +43,7 @@ struct Redirection {
     unsigned failing;
 };
 const std::vector<Redirection>& Redirections();
-int g_hooked = 0;
+std::vector<std::string> g_hookedNames;  // as Redirections lists them
 
 // Counts a call of a hooked function; the fault it must fail with, or null to let it through.
 const FaultCode* FaultOfNextCall(int index)
@@ -52,7 +52,7 @@ const FaultCode* FaultOfNextCall(int index)
         return nullptr;
     const int ordinal = ++g_counts[static_cast<size_t>(index)];
     for (auto& [failure, met] : g_planned)
-        if (failure.function == HookedFunctions()[static_cast<size_t>(index)] && failure.ordinal == ordinal) {
+        if (failure.function == g_hookedNames[static_cast<size_t>(index)] && failure.ordinal == ordinal) {
             met = true;
             return &CodeOf(failure.fault);
         }
@@ -106,7 +106,8 @@ Redirection Redirect(const char* name, unsigned failing = kZero, Function failur
 {
     using Stand = StandIn<Id, Function>;
     Stand::failure = failure;
-    Stand::index = g_hooked++;
+    Stand::index = static_cast<int>(g_hookedNames.size());
+    g_hookedNames.push_back(name);
     return {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), failing};
 }
 #define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
@@ -272,14 +273,8 @@ const FaultCode& CodeOf(Fault fault) { return kCodes[static_cast<int>(fault)]; }
 
 const std::vector<std::string>& HookedFunctions()
 {
-    static const std::vector<std::string> names = [] {
-        const std::vector<Redirection>& redirections = Redirections();
-        std::vector<std::string> list;
-        for (int index = 0; index < g_hooked; ++index)
-            list.emplace_back(redirections[static_cast<size_t>(index)].name);
-        return list;
-    }();
-    return names;
+    Redirections();
+    return g_hookedNames;
 }
 
 bool InstallHooks()
