@@ -26,7 +26,7 @@ const std::string kRoot = KOVRA_TEST_DRIVE ":\\APP\\";
 void* const kSession = reinterpret_cast<void*>(0x5eed);
 const ATL::CTime kTime(1600000000);
 ATL::CTime g_time;
-char g_text[256];  // what a member writes out
+char g_text[256];  // the buffer members write into; Scratch fills it afresh
 
 char* Scratch(const char* text = "") { return std::strcpy(g_text, text); }
 
