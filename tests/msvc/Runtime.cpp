@@ -15,6 +15,11 @@ __declspec(dllimport) void* __stdcall GetProcessHeap(void);
 __declspec(dllimport) void* __stdcall HeapAlloc(void* heap, unsigned long flags, size_t size);
 __declspec(dllimport) int __stdcall HeapFree(void* heap, unsigned long flags, void* block);
 __declspec(dllimport) int __stdcall wvsprintfA(char* output, const char* format, va_list arguments);
+typedef unsigned long(__stdcall* ThreadStart)(void* parameter);
+__declspec(dllimport) void* __stdcall CreateThread(void* security, size_t stackSize, ThreadStart start,
+                                                   void* parameter, unsigned long flags, unsigned long* threadId);
+__declspec(dllimport) unsigned long __stdcall WaitForSingleObject(void* handle, unsigned long milliseconds);
+__declspec(dllimport) int __stdcall CloseHandle(void* handle);
 
 // The compiler refers to _fltused when a program uses floating point.
 int _fltused = 0;
@@ -42,6 +47,31 @@ void PrintBytes(const void* bytes, unsigned int count)
 {
     for (unsigned int index = 0; index < count; ++index)
         Print(" %02x", static_cast<const unsigned char*>(bytes)[index]);
+}
+
+namespace {
+
+struct Work {
+    void (*run)(void* context);
+    void* context;
+};
+
+unsigned long __stdcall RunWork(void* parameter)
+{
+    const Work* work = static_cast<const Work*>(parameter);
+    work->run(work->context);
+    return 0;
+}
+
+} // namespace
+
+void RunOnSecondThread(void (*work)(void* context), void* context)
+{
+    Work parameter = {work, context};
+    void* thread = CreateThread(nullptr, 0, &RunWork, &parameter, 0, nullptr);
+    const unsigned long kInfinite = 0xFFFFFFFF;
+    WaitForSingleObject(thread, kInfinite);
+    CloseHandle(thread);
 }
 
 // The classes of kovra.h have virtual destructors, whose deleting forms refer to operator delete.

@@ -14,6 +14,9 @@ void Print(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // Each byte as a blank and two lower-case hex digits.
 void PrintBytes(const void* bytes, unsigned int count);
 
+// Runs work(context) on a new thread and waits for its end.
+void RunOnSecondThread(void (*work)(void* context), void* context);
+
 __declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
 
 #ifdef __cplusplus

@@ -4,14 +4,13 @@
 #include "kovra/capi.h"
 #include "kovra/diag.h"
 
-int Main(void)
+// Every type's real path for one name, with a module directory, a client and a user set for
+// a session of the calling thread's own.
+static void ResolveEveryType(void* context)
 {
-    Print("interface %d\n", Kovra_InterfaceVersion());
-    // Every type's real path for one name, with a module directory, a client and a user set
-    // for a session of this thread's own.
+    KovraFile* file = (KovraFile*)context;
     void* const session = (void*)4711;
     const unsigned long thread = GetCurrentThreadId();
-    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
     const int sessionStarted = Kovra_StartSession(session, 0);
     Print("session %d %d\n", sessionStarted, Kovra_StartThread(session, thread, 0));
     Kovra_SetModulePath(KovraFile_ResolveRealFileName(file, "PROGRAM", "ORDERS", 0), 0);
@@ -23,6 +22,13 @@ int Main(void)
               KovraFile_ResolveRealFileName(file, type.name, "NOTES.TXT", 0));
     Kovra_RemoveThread(session, thread, 0);
     Kovra_RemoveSession(session, 0);
+}
+
+int Main(void)
+{
+    Print("interface %d\n", Kovra_InterfaceVersion());
+    KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
+    RunOnSecondThread(&ResolveEveryType, file);
 
     // Text written with CR LF, read back as bytes and as lines; the time stamp.
     KovraFile_Open(file, "DATA", "NOTES.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT, 0, 0);

@@ -5,14 +5,15 @@
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
 
-int Main(void)
+namespace {
+
+// Every type's real path for one name, with a module directory, a client and a user set for
+// a session of the calling thread's own.
+void ResolveEveryType(void* context)
 {
-    Print("interface %d\n", Kovra_InterfaceVersion());
-    // Every type's real path for one name, with a module directory, a client and a user set
-    // for a session of this thread's own.
+    CKovra& file = *static_cast<CKovra*>(context);
     void* const session = reinterpret_cast<void*>(4711);
     const unsigned long thread = GetCurrentThreadId();
-    CKovra file;
     const int sessionStarted = CKovra::StartSession(session);
     Print("session %d %d\n", sessionStarted, CKovra::StartThread(session, thread));
     CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS"));
@@ -23,6 +24,15 @@ int Main(void)
         Print("%s:%s %s\n", type.name, KovraLocationWord(type.location), file.GetRealFileName(type.name, "NOTES.TXT"));
     CKovra::RemoveThread(session, thread);
     CKovra::RemoveSession(session);
+}
+
+} // namespace
+
+int Main(void)
+{
+    Print("interface %d\n", Kovra_InterfaceVersion());
+    CKovra file;
+    RunOnSecondThread(&ResolveEveryType, &file);
 
     // Text written with CR LF, read back as bytes and as lines; the time stamp.
     file.Open("DATA", "NOTES.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT);
