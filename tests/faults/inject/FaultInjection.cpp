@@ -3,9 +3,11 @@
 #include <direct.h>
 #include <io.h>
 #include <malloc.h>
+#include <winternl.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <type_traits>
@@ -14,10 +16,6 @@
 namespace kovrafaults {
 
 namespace {
-
-constexpr char kLibrary[] = "kovra.dll";
-constexpr char kKernel[] = "KERNEL32.dll";
-constexpr char kRuntime[] = "msvcrt.dll";
 
 const FaultCode kCodes[kFaultCount] = {
     {"sharing violation", ERROR_SHARING_VIOLATION, EACCES, 11},
@@ -28,135 +26,102 @@ const FaultCode kCodes[kFaultCount] = {
     {"not enough memory", ERROR_NOT_ENOUGH_MEMORY, ENOMEM, 1},
 };
 
-// ---- counting and failing -------------------------------------------------------------------
+DWORD g_armedThread = 0;
+std::vector<int> g_counts;                        // of each hooked function, while armed
+std::vector<std::pair<Failure, bool>> g_planned;  // and whether its call was made
 
-struct PlannedFailure {
-    int function;
-    int ordinal;
-    Fault fault;
-    bool met;
+// How a stand-in fails: with 0 (FALSE, null) or -1 (INVALID_HANDLE_VALUE, INVALID_FILE_ATTRIBUTES);
+// a close runs the real function first: a close that fails has closed all the same.
+enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
+
+// An import of kovra.dll, by name, and what replaces it. The hooked functions come first, in
+// the order of HookedFunctions.
+struct Redirection {
+    const char* name;
+    void* replacement;
+    void** real;  // the real function, taken from the slot it replaces
+    unsigned failing;
 };
+const std::vector<Redirection>& Redirections();
+std::vector<std::string> g_hookedNames;  // as Redirections lists them
 
-struct Injector {
-    DWORD armedThread = 0;
-    std::vector<int> counts;
-    std::vector<PlannedFailure> failures;
-};
-
-Injector& TheInjector()
+// Counts a call of a hooked function; the fault it must fail with, or null to let it through.
+const FaultCode* FaultOfNextCall(int index)
 {
-    static Injector injector;
-    return injector;
-}
-
-// Counts a call of function; the fault it must fail with, or null to let it through.
-const FaultCode* FaultOfNextCall(int function)
-{
-    Injector& injector = TheInjector();
-    if (function < 0 || injector.armedThread != ::GetCurrentThreadId())
+    if (g_armedThread != ::GetCurrentThreadId())
         return nullptr;
-    const int ordinal = ++injector.counts[static_cast<size_t>(function)];
-    for (PlannedFailure& failure : injector.failures) {
-        if (failure.function == function && failure.ordinal == ordinal) {
-            failure.met = true;
+    const int ordinal = ++g_counts[static_cast<size_t>(index)];
+    for (auto& [failure, met] : g_planned)
+        if (failure.function == g_hookedNames[static_cast<size_t>(index)] && failure.ordinal == ordinal) {
+            met = true;
             return &CodeOf(failure.fault);
         }
-    }
     return nullptr;
 }
 
-void LeaveError(const FaultCode& code, bool runtime)
+template <typename Result, typename Function, typename... Arguments>
+Result Intercept(int index, Function real, Function failure, Arguments... arguments)
 {
-    if (runtime) {
-        errno = code.crtErrno;
-        _doserrno = code.osError;
-    }
-    ::SetLastError(code.osError);
-}
-
-// ---- the stand-ins ------------------------------------------------------------------------------
-
-// How a stand-in fails: the value it returns, and whether the real function runs first
-// (a close that fails has still closed: the caller must not be left holding the handle).
-struct Failing {
-    bool minusOne = false;  // -1 (INVALID_HANDLE_VALUE, INVALID_FILE_ATTRIBUTES); else 0 or null
-    bool stillRuns = false;
-};
-constexpr Failing kZero{false, false};
-constexpr Failing kMinusOne{true, false};
-constexpr Failing kClosesAnyway{false, true};
-constexpr Failing kClosesAnywayMinusOne{true, true};
-
-template <typename Result>
-Result FailureValue(bool minusOne)
-{
-    if constexpr (std::is_pointer_v<Result>)
-        return minusOne ? reinterpret_cast<Result>(static_cast<INT_PTR>(-1)) : nullptr;
+    const FaultCode* fault = FaultOfNextCall(index);
+    if (!fault)
+        return real(arguments...);
+    const Redirection& hook = Redirections()[static_cast<size_t>(index)];
+    if (hook.failing & kClosesAnyway)
+        real(arguments...);
+    Result result;
+    if (failure)
+        result = failure(arguments...);
+    else if constexpr (std::is_pointer_v<Result>)
+        result = hook.failing & kMinusOne ? reinterpret_cast<Result>(static_cast<INT_PTR>(-1)) : nullptr;
     else
-        return minusOne ? static_cast<Result>(-1) : Result{};
+        result = hook.failing & kMinusOne ? static_cast<Result>(-1) : Result{};
+    if (hook.name[0] == '_' || std::islower(hook.name[0])) {  // a C run-time function
+        errno = fault->crtErrno;
+        _doserrno = fault->osError;
+    }
+    ::SetLastError(fault->osError);
+    return result;
 }
 
-// One redirected import: where its real function is kept and what replaces it.
-struct Redirection {
-    const char* module;
-    const char* name;
-    void* replacement;
-    void** real;
-    int* index;  // the function's index in HookedFunctions; null for the heap accounting
-};
-
-// The replacement of one imported function of type Function; Id tells the functions of one
-// type apart. A signature of each calling convention needs a definition of its own.
+// The stand-in of one imported function of type Function; Id tells the functions of one type
+// apart. Each calling convention needs a definition of its own.
 template <int Id, typename Function>
 struct StandIn;
-
-#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                            \
-    template <int Id, typename Result, typename... Arguments>                                        \
-    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                          \
-        using Function = Result(CONVENTION*)(Arguments...);                                          \
-        static inline Function real = nullptr;                                                       \
-        static inline Function failure = nullptr; /* gives the failure where a value won't do */   \
-        static inline Failing failing{};                                                             \
-        static inline bool runtime = false;                                                          \
-        static inline int index = -1;                                                                \
-        static Result CONVENTION Call(Arguments... arguments)                                        \
-        {                                                                                            \
-            const FaultCode* fault = FaultOfNextCall(index);                                         \
-            if (!fault)                                                                              \
-                return real(arguments...);                                                           \
-            if (failing.stillRuns)                                                                   \
-                real(arguments...);                                                                  \
-            Result result = failure ? failure(arguments...) : FailureValue<Result>(failing.minusOne); \
-            LeaveError(*fault, runtime);                                                             \
-            return result;                                                                           \
-        }                                                                                            \
+#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                      \
+    template <int Id, typename Result, typename... Arguments>                                  \
+    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                    \
+        static inline Result(CONVENTION* real)(Arguments...) = nullptr;                         \
+        static inline Result(CONVENTION* failure)(Arguments...) = nullptr; /* a value won't do */ \
+        static inline int index = -1;                                                          \
+        static Result CONVENTION Call(Arguments... arguments)                                  \
+        { return Intercept<Result>(index, real, failure, arguments...); }                      \
     };
-
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
 
 template <int Id, typename Function>
-Redirection Redirect(const char* module, const char* name, Failing failing, Function failure = nullptr)
+Redirection Redirect(const char* name, unsigned failing = kZero, Function failure = nullptr)
 {
-    using Hook = StandIn<Id, Function>;
-    Hook::failing = failing;
-    Hook::failure = failure;
-    Hook::runtime = std::strcmp(module, kRuntime) == 0;
-    return {module, name, reinterpret_cast<void*>(&Hook::Call), reinterpret_cast<void**>(&Hook::real), &Hook::index};
+    using Stand = StandIn<Id, Function>;
+    Stand::failure = failure;
+    Stand::index = static_cast<int>(g_hookedNames.size());
+    g_hookedNames.push_back(name);
+    return {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), failing};
+}
+#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
+
+template <typename Function>
+Redirection Plain(const char* name, Function replacement, Function* real)
+{
+    return {name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), kZero};
 }
 
-#define KOVRA_FAULTS_HOOK(module, function, ...) \
-    Redirect<__LINE__, decltype(&::function)>(module, #function, __VA_ARGS__)
-
-// Failures that a return value alone doesn't describe.
+// A profile service that can't read the file answers the default, or an empty section.
 DWORD WINAPI ProfileStringUnread(LPCSTR, LPCSTR, LPCSTR defaultText, LPSTR buffer, DWORD size, LPCSTR)
 {
-    if (!buffer || size == 0)
-        return 0;
-    ::lstrcpynA(buffer, defaultText ? defaultText : "", static_cast<int>(size));
-    return static_cast<DWORD>(::lstrlenA(buffer));
+    return buffer && size ? ::lstrlenA(::lstrcpynA(buffer, defaultText ? defaultText : "", static_cast<int>(size))) : 0;
 }
 
 DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
@@ -166,134 +131,42 @@ DWORD WINAPI ProfileSectionUnread(LPCSTR, LPSTR buffer, DWORD size, LPCSTR)
     return 0;
 }
 
-// The C run-time functions whose declarations don't fit the template as they are: _sopen
-// is variadic (the library always passes the permission argument), and the name and
-// record of _stat differ between the two targets.
-using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
-using StatusByName = int(__cdecl*)(const char*, void*);
-#if defined(_WIN64)
-constexpr char kStatusFunction[] = "_stat64";
-#else
-constexpr char kStatusFunction[] = "_stat";
-#endif
+// The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks it frees
+// without having allocated them (objects a caller made with new, freed by its deleting
+// destructor) don't count.
+std::mutex g_heapLock;
+std::unordered_map<void*, size_t> g_liveBlocks;
 
-const std::vector<Redirection>& FaultRedirections()
+template <typename Block>
+Block* Allocated(Block* block)
 {
-    static const std::vector<Redirection> redirections = {
-        KOVRA_FAULTS_HOOK(kKernel, CreateFileA, kMinusOne),
-        KOVRA_FAULTS_HOOK(kKernel, ReadFile, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, WriteFile, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, SetFilePointerEx, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetFileSizeEx, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, SetEndOfFile, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, FlushFileBuffers, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, LockFile, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, UnlockFile, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, CloseHandle, kClosesAnyway),
-        KOVRA_FAULTS_HOOK(kKernel, GetFileAttributesA, kMinusOne),
-        KOVRA_FAULTS_HOOK(kKernel, GetFileAttributesExA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, SetFileAttributesA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, SetFileTime, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetFullPathNameA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, DeleteFileA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, MoveFileA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, CopyFileA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, CreateDirectoryA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, RemoveDirectoryA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, SetCurrentDirectoryA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetCurrentDirectoryA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, FindFirstFileA, kMinusOne),
-        KOVRA_FAULTS_HOOK(kKernel, FindNextFileA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, FindClose, kClosesAnyway),
-        KOVRA_FAULTS_HOOK(kKernel, GetShortPathNameA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetLongPathNameA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetDiskFreeSpaceExA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetTempPathA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetTempFileNameA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetPrivateProfileStringA, kZero, &ProfileStringUnread),
-        KOVRA_FAULTS_HOOK(kKernel, WritePrivateProfileStringA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, GetPrivateProfileSectionA, kZero, &ProfileSectionUnread),
-        KOVRA_FAULTS_HOOK(kKernel, WritePrivateProfileSectionA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, CreateProcessA, kZero),
-        KOVRA_FAULTS_HOOK(kKernel, LoadLibraryA, kZero),
-        Redirect<__LINE__, OpenWithSharing>(kRuntime, "_sopen", kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _write, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _read, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _close, kClosesAnywayMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _access, kMinusOne),
-        Redirect<__LINE__, StatusByName>(kRuntime, kStatusFunction, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _unlink, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _chdir, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, _chdrive, kMinusOne),
-        KOVRA_FAULTS_HOOK(kRuntime, fopen, kZero),
-        KOVRA_FAULTS_HOOK(kRuntime, fgets, kZero),
-        KOVRA_FAULTS_HOOK(kRuntime, fclose, kClosesAnywayMinusOne),
-    };
-    return redirections;
-}
-
-// ---- heap accounting --------------------------------------------------------------------------
-
-// The blocks that kovra.dll allocated and hasn't freed, by address. Blocks that the library
-// frees without having allocated them (objects a caller made with new and the library's
-// deleting destructor frees) don't count.
-struct LiveBlocks {
-    std::mutex lock;
-    std::unordered_map<void*, size_t> sizes;
-    long long bytes = 0;
-};
-
-LiveBlocks& TheLiveBlocks()
-{
-    static LiveBlocks blocks;
-    return blocks;
-}
-
-void* (__cdecl* g_realMalloc)(size_t) = nullptr;
-void* (__cdecl* g_realCalloc)(size_t, size_t) = nullptr;
-void* (__cdecl* g_realRealloc)(void*, size_t) = nullptr;
-void (__cdecl* g_realFree)(void*) = nullptr;
-char* (__cdecl* g_realStrdup)(const char*) = nullptr;
-
-void Allocated(void* block)
-{
-    if (!block)
-        return;
-    LiveBlocks& blocks = TheLiveBlocks();
-    std::lock_guard<std::mutex> hold(blocks.lock);
-    const size_t size = _msize(block);
-    blocks.sizes[block] = size;
-    blocks.bytes += static_cast<long long>(size);
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    if (block)
+        g_liveBlocks[block] = _msize(block);
+    return block;
 }
 
 void Released(void* block)
 {
-    LiveBlocks& blocks = TheLiveBlocks();
-    std::lock_guard<std::mutex> hold(blocks.lock);
-    auto found = blocks.sizes.find(block);
-    if (found == blocks.sizes.end())
-        return;
-    blocks.bytes -= static_cast<long long>(found->second);
-    blocks.sizes.erase(found);
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    g_liveBlocks.erase(block);
 }
 
-void* __cdecl CountedMalloc(size_t size)
-{
-    void* block = g_realMalloc(size);
-    Allocated(block);
-    return block;
-}
+void* (__cdecl* g_malloc)(size_t) = nullptr;
+void* (__cdecl* g_calloc)(size_t, size_t) = nullptr;
+void* (__cdecl* g_realloc)(void*, size_t) = nullptr;
+void (__cdecl* g_free)(void*) = nullptr;
+char* (__cdecl* g_strdup)(const char*) = nullptr;
+FARPROC (WINAPI* g_getProcAddress)(HMODULE, LPCSTR) = nullptr;
 
-void* __cdecl CountedCalloc(size_t count, size_t size)
-{
-    void* block = g_realCalloc(count, size);
-    Allocated(block);
-    return block;
-}
+void* __cdecl CountedMalloc(size_t size) { return Allocated(g_malloc(size)); }
+void* __cdecl CountedCalloc(size_t count, size_t size) { return Allocated(g_calloc(count, size)); }
+char* __cdecl CountedStrdup(const char* text) { return Allocated(g_strdup(text)); }
+void __cdecl CountedFree(void* block) { Released(block); g_free(block); }
 
 void* __cdecl CountedRealloc(void* old, size_t size)
 {
-    void* block = g_realRealloc(old, size);
+    void* block = g_realloc(old, size);
     if (block || size == 0) {  // the old block is gone: moved, resized or freed
         Released(old);
         Allocated(block);
@@ -301,240 +174,144 @@ void* __cdecl CountedRealloc(void* old, size_t size)
     return block;
 }
 
-void __cdecl CountedFree(void* block)
+// Functions that the library looks up at run time are redirected as its imports are.
+FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
 {
-    Released(block);
-    g_realFree(block);
+    FARPROC found = g_getProcAddress(module, name);
+    if (found && !IS_INTRESOURCE(name))
+        for (const Redirection& redirection : Redirections())
+            if (std::strcmp(redirection.name, name) == 0) {
+                *redirection.real = reinterpret_cast<void*>(found);
+                return reinterpret_cast<FARPROC>(redirection.replacement);
+            }
+    return found;
 }
 
-char* __cdecl CountedStrdup(const char* text)
-{
-    char* copy = g_realStrdup(text);
-    Allocated(copy);
-    return copy;
-}
+// _sopen is variadic (the library always passes the permission argument), and the name and
+// record of _stat differ between the two targets.
+using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
+using StatusByName = int(__cdecl*)(const char*, void*);
 
-template <typename Function>
-Redirection Accounting(const char* name, Function replacement, Function* real)
-{
-    return {kRuntime, name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(real), nullptr};
-}
-
-const std::vector<Redirection>& AccountingRedirections()
+// Each hooked function fails with 0 unless marked.
+const std::vector<Redirection>& Redirections()
 {
     static const std::vector<Redirection> redirections = {
-        Accounting("malloc", &CountedMalloc, &g_realMalloc),
-        Accounting("calloc", &CountedCalloc, &g_realCalloc),
-        Accounting("realloc", &CountedRealloc, &g_realRealloc),
-        Accounting("free", &CountedFree, &g_realFree),
-        Accounting("_strdup", &CountedStrdup, &g_realStrdup),
+        HOOK(CreateFileA, kMinusOne), HOOK(ReadFile), HOOK(WriteFile), HOOK(SetFilePointerEx), HOOK(GetFileSizeEx),
+        HOOK(SetEndOfFile), HOOK(FlushFileBuffers), HOOK(LockFile), HOOK(UnlockFile), HOOK(CloseHandle, kClosesAnyway),
+        HOOK(GetFileAttributesA, kMinusOne), HOOK(GetFileAttributesExA), HOOK(SetFileAttributesA), HOOK(SetFileTime),
+        HOOK(GetFullPathNameA), HOOK(DeleteFileA), HOOK(MoveFileA), HOOK(CopyFileA), HOOK(CreateDirectoryA),
+        HOOK(RemoveDirectoryA), HOOK(SetCurrentDirectoryA), HOOK(GetCurrentDirectoryA),
+        HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway), HOOK(GetShortPathNameA),
+        HOOK(GetLongPathNameA), HOOK(GetDiskFreeSpaceExA), HOOK(GetTempPathA), HOOK(GetTempFileNameA),
+        HOOK(GetPrivateProfileStringA, kZero, &ProfileStringUnread), HOOK(WritePrivateProfileStringA),
+        HOOK(GetPrivateProfileSectionA, kZero, &ProfileSectionUnread), HOOK(WritePrivateProfileSectionA),
+        HOOK(CreateProcessA), HOOK(LoadLibraryA), Redirect<__COUNTER__, OpenWithSharing>("_sopen", kMinusOne),
+        HOOK(_write, kMinusOne), HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne),
+        HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
+        Redirect<__COUNTER__, StatusByName>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne), HOOK(fopen),
+        HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
+        Plain("malloc", &CountedMalloc, &g_malloc), Plain("calloc", &CountedCalloc, &g_calloc),
+        Plain("realloc", &CountedRealloc, &g_realloc), Plain("free", &CountedFree, &g_free),
+        Plain("_strdup", &CountedStrdup, &g_strdup),
+        Plain("GetProcAddress", &RedirectingGetProcAddress, &g_getProcAddress),
     };
     return redirections;
 }
 
-// ---- functions looked up at run time ------------------------------------------------------------
-
-FARPROC (WINAPI* g_realGetProcAddress)(HMODULE, LPCSTR) = nullptr;
-
-FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
-{
-    FARPROC found = g_realGetProcAddress(module, name);
-    if (!found || IS_INTRESOURCE(name))
-        return found;
-    for (const Redirection& redirection : FaultRedirections()) {
-        if (std::strcmp(redirection.name, name) == 0) {
-            *redirection.real = reinterpret_cast<void*>(found);
-            return reinterpret_cast<FARPROC>(redirection.replacement);
-        }
-    }
-    return found;
-}
-
-const Redirection& LookupRedirection()
-{
-    static const Redirection redirection = {kKernel, "GetProcAddress",
-                                            reinterpret_cast<void*>(&RedirectingGetProcAddress),
-                                            reinterpret_cast<void**>(&g_realGetProcAddress), nullptr};
-    return redirection;
-}
-
-// ---- the import table ---------------------------------------------------------------------------
-
-const Redirection* RedirectionFor(const char* module, const char* name)
-{
-    auto matches = [&](const Redirection& redirection) {
-        return ::lstrcmpiA(redirection.module, module) == 0 && std::strcmp(redirection.name, name) == 0;
-    };
-    for (const auto* list : {&FaultRedirections(), &AccountingRedirections()})
-        for (const Redirection& redirection : *list)
-            if (matches(redirection))
-                return &redirection;
-    return matches(LookupRedirection()) ? &LookupRedirection() : nullptr;
-}
-
-template <typename Slot>
-bool Patch(Slot& slot, const Redirection& redirection)
+bool Patch(ULONG_PTR& slot, const Redirection& redirection)
 {
     if (!*redirection.real)
         *redirection.real = reinterpret_cast<void*>(slot);
     DWORD protection = 0;
     if (!::VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection))
         return false;
-    slot = reinterpret_cast<Slot>(redirection.replacement);
+    slot = reinterpret_cast<ULONG_PTR>(redirection.replacement);
     ::VirtualProtect(&slot, sizeof slot, protection, &protection);
     return true;
 }
 
-bool PatchImportTable(HMODULE library)
+bool PatchImportTable(BYTE* base)
 {
-    auto* base = reinterpret_cast<BYTE*>(library);
     auto* headers = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress); module->Name;
-         ++module) {
-        const char* moduleName = reinterpret_cast<const char*>(base + module->Name);
-        const DWORD namesOffset = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
-        auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + namesOffset);
-        auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk);
-        for (; names->u1.AddressOfData; ++names, ++slots) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
+    const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); module->Name; ++module) {
+        const DWORD names = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
+        auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + names);
+        for (auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk); name->u1.AddressOfData;
+             ++name, ++slot) {
+            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
                 continue;
-            const auto* import = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            const Redirection* redirection = RedirectionFor(moduleName, reinterpret_cast<const char*>(import->Name));
-            if (redirection && !Patch(slots->u1.Function, *redirection))
-                return false;
+            const char* function = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData)->Name;
+            for (const Redirection& redirection : Redirections())
+                if (std::strcmp(redirection.name, function) == 0 && !Patch(slot->u1.Function, redirection))
+                    return false;
         }
     }
     return true;
 }
 
-// ---- handles ------------------------------------------------------------------------------------
-
-// The system's list of every open handle (information class 16), one entry per handle.
-struct SystemHandleEntry {
-    ULONG ownerProcessId;
-    BYTE objectType;
-    BYTE flags;
-    USHORT value;
-    PVOID object;
-    ACCESS_MASK access;
-};
-struct SystemHandleList {
-    ULONG count;
-    SystemHandleEntry entries[1];
-};
-constexpr ULONG kSystemHandleInformation = 16;
-constexpr LONG kInfoLengthMismatch = static_cast<LONG>(0xC0000004L);
-
+// Wine counts no handles per process: they are counted in the system's list of every open handle.
 long CountProcessHandles()
 {
-    using QuerySystem = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
-    static const auto query = reinterpret_cast<QuerySystem>(
-        reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation")));
     static std::vector<char> buffer(1 << 16);
-    if (!query)
-        return -1;
-    LONG status;
-    ULONG needed = 0;
-    while ((status = query(kSystemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed)) ==
-           kInfoLengthMismatch)
+    NTSTATUS status;
+    while ((status = ::NtQuerySystemInformation(SystemHandleInformation, buffer.data(),
+                                                static_cast<ULONG>(buffer.size()), nullptr)) ==
+           static_cast<NTSTATUS>(0xC0000004))  // the buffer is too small
         buffer.resize(buffer.size() * 2);
     if (status != 0)
         return -1;
-    const auto* list = reinterpret_cast<const SystemHandleList*>(buffer.data());
+    const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
     const DWORD self = ::GetCurrentProcessId();
-    long count = 0;
-    for (ULONG index = 0; index < list->count; ++index)
-        count += list->entries[index].ownerProcessId == self ? 1 : 0;
-    return count;
+    return static_cast<long>(std::count_if(list->Handle, list->Handle + list->Count,
+                                           [self](const auto& entry) { return entry.OwnerPid == self; }));
 }
 
 } // namespace
 
-const FaultCode& CodeOf(Fault fault)
+const FaultCode& CodeOf(Fault fault) { return kCodes[static_cast<int>(fault)]; }
+
+const std::vector<std::string>& HookedFunctions()
 {
-    return kCodes[static_cast<int>(fault)];
+    Redirections();
+    return g_hookedNames;
 }
 
 bool InstallHooks()
 {
     static const bool installed = [] {
-        HMODULE library = ::GetModuleHandleA(kLibrary);
-        if (!library)
-            return false;
-        const std::vector<Redirection>& redirections = FaultRedirections();
-        for (size_t index = 0; index < redirections.size(); ++index)
-            *redirections[index].index = static_cast<int>(index);
-        TheInjector().counts.assign(redirections.size(), 0);
-        return PatchImportTable(library);
+        HMODULE library = ::GetModuleHandleA("kovra.dll");
+        return library && PatchImportTable(reinterpret_cast<BYTE*>(library));
     }();
     return installed;
 }
 
-const std::vector<std::string>& HookedFunctions()
+ArmedRun RunArmed(const std::vector<Failure>& failures, const std::function<void()>& work)
 {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> list;
-        for (const Redirection& redirection : FaultRedirections())
-            list.emplace_back(redirection.name);
-        return list;
-    }();
-    return names;
-}
-
-int FunctionIndex(const std::string& name)
-{
-    const std::vector<std::string>& names = HookedFunctions();
-    for (size_t index = 0; index < names.size(); ++index)
-        if (names[index] == name)
-            return static_cast<int>(index);
-    return -1;
-}
-
-void Arm()
-{
-    Injector& injector = TheInjector();
-    injector.counts.assign(FaultRedirections().size(), 0);
-    injector.armedThread = ::GetCurrentThreadId();
-}
-
-void Disarm()
-{
-    TheInjector().armedThread = 0;
-}
-
-int CallCount(int function)
-{
-    const std::vector<int>& counts = TheInjector().counts;
-    return function >= 0 && static_cast<size_t>(function) < counts.size() ? counts[static_cast<size_t>(function)] : 0;
-}
-
-void FailCall(int function, int ordinal, Fault fault)
-{
-    TheInjector().failures.push_back(PlannedFailure{function, ordinal, fault, false});
-}
-
-void ClearFailures()
-{
-    TheInjector().failures.clear();
-}
-
-bool AllFailuresMet()
-{
-    for (const PlannedFailure& failure : TheInjector().failures)
-        if (!failure.met)
-            return false;
-    return true;
+    g_planned.clear();
+    for (const Failure& failure : failures)
+        g_planned.emplace_back(failure, false);
+    g_counts.assign(HookedFunctions().size(), 0);
+    ArmedRun run;
+    g_armedThread = ::GetCurrentThreadId();
+    try {
+        work();
+    } catch (...) {
+        run.threw = true;
+    }
+    g_armedThread = 0;
+    run.counts = g_counts;
+    for (const auto& planned : g_planned)
+        run.failuresMet = run.failuresMet && planned.second;
+    return run;
 }
 
 Holdings CurrentHoldings()
 {
-    Holdings holdings;
-    holdings.handles = CountProcessHandles();
-    LiveBlocks& blocks = TheLiveBlocks();
-    std::lock_guard<std::mutex> hold(blocks.lock);
-    holdings.heapBlocks = static_cast<long long>(blocks.sizes.size());
-    holdings.heapBytes = blocks.bytes;
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    Holdings holdings{CountProcessHandles(), static_cast<long long>(g_liveBlocks.size()), 0};
+    for (const auto& block : g_liveBlocks)
+        holdings.heapBytes += static_cast<long long>(block.second);
     return holdings;
 }
 
