@@ -1,7 +1,5 @@
-// The library's diagnostics: in CKOVRA.LOG the lines of every call of a file object (option
-// bits 2 and 4) with its exception and the event lines of the registry (bit 16); the traces
-// as the monitor program gets them; the attempts of Remove and Rename on a file that another
-// process holds, each with the holders that the handle tool lists (bit 8).
+// The library's diagnostics: CKOVRA.LOG's object lines (option bits 2 and 4) and event lines
+// (bit 16), the monitor's traces, and retries on a held file with its holders (bit 8).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -114,9 +112,6 @@ TEST(EventLog, RegistryCallsAndLookupsWriteTheirLines)
                      "*RemoveSession FAILED (64)", "*StartSession (1,64,1," + kBase + ",)", "*StartThread (1,64,2b0)",
                      "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)"}),
               texts);
-    // The whole line: time stamp, a blank, eight hyphens, a blank and the text.
-    EXPECT_TRUE(std::regex_search(ReadFileBytes(kLog), std::regex(R"((^|\n)\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d )"
-                                                                 R"(-------- \*StartThread \(1,64,2b0\)\r\n)")));
 }
 
 TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
@@ -140,6 +135,7 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
         expected.insert(expected.end(), {"*RemoveThread", "*RemoveSession (" + Hex(id) + ",1," + kBase + ")",
                                          "*RemoveSession (" + Hex(id) + ",0," + kBase + ")"});
     }
+    // The whole line: time stamp, a blank, eight hyphens, a blank and the text.
     const std::regex eventLine(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d -------- (\*.*))");
     std::smatch match;
     for (const std::string& line : SplitLines(ReadFileBytes(kLog))) {

@@ -14,21 +14,20 @@ TEST(Startup, LaterProcessesShareTheFirstOnesBlockUntilAllHaveUnloaded)
     // A load refused after the stop box leaves the counter where it was.
     Installation wrong("WRONG");
     wrong.WriteConfig({"[ARC]", "Location=ARCHIVE"});
-    ProgramRun refused = RunProbe(wrong.Environment());
-    EXPECT_EQ(Lines{"Kovra|CKOVRA.INI wrong, (ARC,ARCHIVE,,)"}, refused.boxes);
-    EXPECT_EQ(3, refused.exitCode);
+    EXPECT_EQ(3, RunProbe(wrong.Environment()).exitCode);
 
     Installation first("FIRST"), later("LATER");
-    first.WriteConfig({"[DefaultSettings]", "Option=32", "[FIRSTTYPE]", "Location=BASE"});
+    first.WriteConfig({"[DefaultSettings]", "Option=32", "[FIRSTTYPE]", "Location=BASE", "[DFT]", "Location=BASE"});
     later.WriteConfig({"[DefaultSettings]", "Option=48", "[LATERTYPE]", "Location=USER"});
     NamedEvent release;
     ChildProcess holder(CommandLine("kovra_probe.exe", "--hold " + release.Name()), first.Environment());
     ASSERT_EQ("COUNT 0", holder.WaitForLine("COUNT"));
     ASSERT_EQ("READY", holder.WaitForLine("READY"));
-    // A later process reads its own settings but keeps the first one's table of types.
+    // A later process reads its own settings but keeps the first one's table of types, where
+    // a section may redefine a built-in type in its place.
     ProgramRun second = RunProbe(later.Environment());
     EXPECT_EQ("1", second.Value("COUNT"));
-    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "FIRSTTYPE 2 1"}), second.Values("TYPE"));
+    EXPECT_EQ((Lines{"DFT 2 1", "XWS 3 1", "FIRSTTYPE 2 1"}), second.Values("TYPE"));
     EXPECT_EQ("48", second.Value("OPTION"));
     release.Set();
     EXPECT_EQ(0, holder.Wait());
@@ -124,21 +123,14 @@ TEST(Config, TheDefaultSettingsAndTheirValues)
     EXPECT_EQ("D:\\D\\WS\\", RunProbe(installation.Environment()).Value("DATA"));
 }
 
-// A CKOVRA.INI and what a first process makes of it: its table of types, or the stop box
-// that refuses the load.
+// A CKOVRA.INI and what a first process makes of it: the types it adds to the built-in DFT
+// and XWS, or the "(...)" of the stop box that refuses the load.
 struct ConfigCase {
     const char* what;
     std::string file;
-    Lines types;      // the whole table when the library loads
-    std::string box;  // the stop box's text when it doesn't
+    Lines types;
+    std::string wrong;
 };
-
-Lines WithBuiltIns(const Lines& types)
-{
-    Lines table{"DFT 1 1", "XWS 3 1"};
-    table.insert(table.end(), types.begin(), types.end());
-    return table;
-}
 
 std::string Numbered(char letter, int number)  // "C0042"
 {
@@ -170,13 +162,13 @@ std::string ManySections(int count, const std::string& lastLocation)
     return IniText(lines);
 }
 
-// A full table: the built-in two and 1487 generated names, each with `row`.
+// 1487 generated names, each with `row`: with the built-in two the table is full.
 Lines FullTable(char letter, const char* row)
 {
     Lines types;
     for (int index = 0; index < 1487; ++index)
         types.push_back(Numbered(letter, index) + row);
-    return WithBuiltIns(types);
+    return types;
 }
 
 TEST(Config, BaseTypeChainsLongLinesBinaryBytesBrokenHeadersAndOverfullTables)
@@ -193,51 +185,52 @@ TEST(Config, BaseTypeChainsLongLinesBinaryBytesBrokenHeadersAndOverfullTables)
         // [ABC] reads the keys of [abc], as the profile service finds sections.
         {"chains and names", IniText({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE",
                                       "BaseType=C", "[C]", "Location=USER", "[abc]", "Location=BASE", "[ABC]",
-                                      "Location=USER", "[DFT]", "Location=BASE"}),
-         {"DFT 2 1", "XWS 3 1", "A 2 1", "B 2 1", "C 6 1", "abc 2 1", "ABC 2 1"}, ""},
+                                      "Location=USER"}),
+         {"A 2 1", "B 2 1", "C 6 1", "abc 2 1", "ABC 2 1"}, ""},
         // A base without the key gives DEFAULT, whatever its own bases say; a key present
         // and empty asks the next base; a base naming no section gives DEFAULT.
         {"missing and empty keys", IniText({"[B]", "BaseType=C", "[C]", "Location=USER", "Encryption=DEFAULT", "[T]",
                                             "BaseType=b", "[E]", "Location=", "BaseType=F", "[F]", "Location=",
                                             "Encryption=", "BaseType=C", "[N]", "Encryption=", "BaseType=NOPE"}),
-         WithBuiltIns({"B 6 1", "C 6 1", "T 1 1", "E 6 1", "F 6 1", "N 1 1"}), ""},
+         {"B 6 1", "C 6 1", "T 1 1", "E 6 1", "F 6 1", "N 1 1"}, ""},
         // Blanks and quotes around values, the case of keys, the first of repeated keys
         // and sections, a key without '=' and a comment, as the profile format has them.
         {"profile format", IniText({"[Q]", "  BaseType = \" r \"  ", "[R]", "location = 'BaseData'", "Location=USER",
                                     "[S]", ";Location=USER", "Location", "Location=USER", "[r]", "Location=USER"}),
-         WithBuiltIns({"Q 9 1", "R 9 1", "S 1 1", "r 9 1"}), ""},
+         {"Q 9 1", "R 9 1", "S 1 1", "r 9 1"}, ""},
         // Words are read into 64 characters: a base named by 70 finds the section of its first 64.
         {"long base names", IniText({"[T]", "BaseType=" + std::string(70, 'L'), "[" + std::string(64, 'L') + "]",
                                      "Location=USER", "[" + std::string(70, 'L') + "]", "Location=BASE"}),
-         WithBuiltIns({"T 6 1"}), ""},
+         {"T 6 1"}, ""},
         {"two sections naming each other", IniText({"[L1]", "BaseType=L2", "[L2]", "BaseType=L1"}), {},
-         "CKOVRA.INI wrong, (L1,DEFAULT,DEFAULT,L1)"},
+         "(L1,DEFAULT,DEFAULT,L1)"},
         {"a chain running into a ring", IniText({"[T]", "BaseType=R1", "[R1]", "Location=BASE", "BaseType=R2", "[R2]",
-                                                 "BaseType=r1"}),
-         {}, "CKOVRA.INI wrong, (T,BASE,DEFAULT,r1)"},
-        {"a section naming itself", IniText({"[S]", "Location=USER", "BaseType=s"}), {}, "CKOVRA.INI wrong, (S,USER,,s)"},
+                                                 "BaseType=r1"}), {}, "(T,BASE,DEFAULT,r1)"},
+        {"a section naming itself", IniText({"[S]", "Location=USER", "BaseType=s"}), {}, "(S,USER,,s)"},
         // The type's own section gives it nothing as a base when its chain comes back to it.
         {"back to the type", IniText({"[R1]", "BaseType=R2", "[R2]", "Location=", "BaseType=R1"}), {},
-         "CKOVRA.INI wrong, (R1,,DEFAULT,R1)"},
+         "(R1,,DEFAULT,R1)"},
         // Every section of a chain 1500 deep asks all of the chain behind it.
         {"1500 deep", Chain(1500, ""), FullTable('C', " 6 1"), ""},
-        {"1500 deep ring", Chain(1500, "c0000"), {}, "CKOVRA.INI wrong, (C0000,USER,DEFAULT,c0000)"},
-        {"1 MB lines", longLines, WithBuiltIns({"A 2 1", "Z 1 1", "B 6 1"}), ""},
-        {"binary bytes", binary, WithBuiltIns({"\xFF 6 1", "C 7 1"}), ""},
-        {"a NUL in a word", "[A]\r\nLocation=BA\0SE\r\n"s, {}, "CKOVRA.INI wrong, (A,BA,,)"},
-        {"a header without ']'", IniText({"[A", "Location=ARCHIVE", "[B]", "Location=USER"}), WithBuiltIns({"B 6 1"}),
-         ""},
+        {"1500 deep ring", Chain(1500, "c0000"), {}, "(C0000,USER,DEFAULT,c0000)"},
+        {"1 MB lines", longLines, {"A 2 1", "Z 1 1", "B 6 1"}, ""},
+        {"binary bytes", binary, {"\xFF 6 1", "C 7 1"}, ""},
+        {"a NUL in a word", "[A]\r\nLocation=BA\0SE\r\n"s, {}, "(A,BA,,)"},
+        {"a header without ']'", IniText({"[A", "Location=ARCHIVE", "[B]", "Location=USER"}), {"B 6 1"}, ""},
         // The table holds 1489 types: later sections add none, but their words are checked.
         {"2000 sections", ManySections(2000, "BASE"), FullTable('T', " 2 1"), ""},
-        {"2000 sections, the last wrong", ManySections(2000, "ARCHIVE"), {}, "CKOVRA.INI wrong, (T1999,ARCHIVE,,)"},
+        {"2000 sections, the last wrong", ManySections(2000, "ARCHIVE"), {}, "(T1999,ARCHIVE,,)"},
     };
     Installation installation("CONFIGS");
     for (const ConfigCase& config : cases) {
         WriteFileBytes(installation.ConfigFile(), config.file);
         ProgramRun probe = RunProbe(installation.Environment());
-        EXPECT_EQ(config.box.empty() ? 0 : 3, probe.exitCode) << config.what;
-        EXPECT_EQ(config.box.empty() ? Lines{} : Lines{"Kovra|" + config.box}, probe.boxes) << config.what;
-        EXPECT_EQ(config.types, probe.Values("TYPE")) << config.what;
+        Lines types{"DFT 1 1", "XWS 3 1"};
+        types.insert(types.end(), config.types.begin(), config.types.end());
+        EXPECT_EQ(config.wrong.empty() ? 0 : 3, probe.exitCode) << config.what;
+        EXPECT_EQ(config.wrong.empty() ? Lines{} : Lines{"Kovra|CKOVRA.INI wrong, " + config.wrong}, probe.boxes)
+            << config.what;
+        EXPECT_EQ(config.wrong.empty() ? types : Lines{}, probe.Values("TYPE")) << config.what;
     }
 }
 

@@ -37,12 +37,7 @@ public:
             if (line.find('=') != npos && line[0] != '#')
                 m_fields[line.substr(0, line.find('='))] = Decode(line.substr(line.find('=') + 1));
     }
-    const Text& Of(const std::string& name) const
-    {
-        static const Text none;
-        const auto found = m_fields.find(name);
-        return found != m_fields.end() ? found->second : none;
-    }
+    const Text& Of(const std::string& name) const { return m_fields[name]; }  // a field left out: null
     const char* Pointer(const std::string& name) const { return Of(name) ? Of(name)->c_str() : nullptr; }
     std::string Field(const std::string& name) const { return Of(name).value_or(""); }
     unsigned long long Number(const std::string& name, int base = 10) const
@@ -71,23 +66,19 @@ private:
         return text;
     }
 
-    std::map<std::string, Text> m_fields;
+    mutable std::map<std::string, Text> m_fields;
 };
 
 // The stored cases of target, each named by a "case=" line of its own.
 std::vector<std::string> CasesOf(const std::string& target)
 {
     std::vector<std::string> cases;
-    WIN32_FIND_DATAA entry;
-    HANDLE search = ::FindFirstFileA(KOVRA_BADINPUT_CASES "/*.txt", &entry);
-    EXPECT_NE(INVALID_HANDLE_VALUE, search) << "no case files in " KOVRA_BADINPUT_CASES;
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = ::FindNextFileA(search, &entry)) {
-        const std::string lines = ReadFileBytes(std::string(KOVRA_BADINPUT_CASES "/") + entry.cFileName);
+    for (const std::string& name : Entries(KOVRA_BADINPUT_CASES)) {
+        const std::string lines = ReadFileBytes(KOVRA_BADINPUT_CASES "/" + name);
         if (Input(lines).Field("target") == target)
-            cases.push_back("case=" + std::string(entry.cFileName) + "\n" + lines);
+            cases.push_back("case=" + name + "\n" + lines);
     }
-    if (search != INVALID_HANDLE_VALUE)
-        ::FindClose(search);
+    EXPECT_FALSE(cases.empty()) << "no " << target << " case in " KOVRA_BADINPUT_CASES;
     return cases;
 }
 
@@ -103,14 +94,9 @@ LONG WINAPI PrintInputOfCrash(EXCEPTION_POINTERS* exception)
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
-// The broken invariants of one input, a line each.
-struct Problems {
+struct Problems {  // the broken invariants of one input, a line each
     std::string text;
-    void operator()(bool holds, const std::string& what)
-    {
-        if (!holds)
-            text += "  " + what + "\n";
-    }
+    void operator()(bool holds, const std::string& what) { text += holds ? "" : "  " + what + "\n"; }
 };
 
 // Checks the stored cases of target, then generated inputs until the time or count is spent;
@@ -138,10 +124,7 @@ void RunInputs(const std::string& target, std::string (*generate)(std::mt19937&)
 
 // ---- generated inputs, written as case files are
 
-size_t Pick(std::mt19937& random, size_t count)
-{
-    return random() % count;
-}
+size_t Pick(std::mt19937& random, size_t count) { return random() % count; }
 
 // Up to six pieces, now and then a run of 'N' whose length lies at a limit that matters; one
 // time in oneIn (if not 0) the null pointer.
@@ -195,8 +178,7 @@ std::string GenerateProfile(std::mt19937& random)
     lines += "\ndefault=" + RandomText(random, pieces, kProfileLimits, 4);
     lines += "\nsize=" + std::to_string(Pick(random, 3) ? Pick(random, 4) : Pick(random, 400));
     // 64 random bits (tiny, huge, integral or not a number), or a double that has been trouble.
-    uint64_t bits = random();
-    bits = bits << 32 | random();
+    uint64_t bits = uint64_t{random()} << 32 | random();
     if (Pick(random, 2))
         std::memcpy(&bits, &specials[Pick(random, std::size(specials))], sizeof bits);
     char text[24];
@@ -257,10 +239,7 @@ std::string CheckName(const Input& input)
 
 // ---- invariants of the profile members
 
-bool Storable(const Text& text)
-{
-    return !text || text->size() <= kLongestProfileText;
-}
+bool Storable(const Text& text) { return !text || text->size() <= kLongestProfileText; }
 
 // A text that the profile service reads back as it was written.
 bool Plain(const Text& text)
