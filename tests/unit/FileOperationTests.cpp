@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "FileChecks.h"
-#include "kovra/kovra.h"
 
 using namespace kovratest;
 

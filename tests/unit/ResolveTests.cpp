@@ -4,9 +4,8 @@
 #include <cstring>
 #include <thread>
 
-#include "TestSupport.h"
+#include "FileChecks.h"
 #include "kovra/diag.h"
-#include "kovra/kovra.h"
 
 using namespace kovratest;
 
@@ -213,7 +212,7 @@ KovraSession_S CallerSession()
     return record;
 }
 
-TEST(Registry, StartsAndRemovalsCountReferences)
+TEST(Registry, StartsAndRemovalsCountReferencesAndTheCallerGetsItsNewestLiveBindingOrAFallBack)
 {
     const std::string self = " " + kProcess + "/" + std::to_string(::GetCurrentThreadId());
     // Start-up counted the process session for itself and for the thread that loaded the library.
@@ -239,27 +238,25 @@ TEST(Registry, StartsAndRemovalsCountReferences)
     EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
     EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
     EXPECT_EQ(kProcess + ":2 |" + self + " 77/6000", Registry());
-}
 
-TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
-{
-    const unsigned long self = ::GetCurrentThreadId();
-    CKovra::StartThread(Session(101), self);
+    // The caller's session comes from its newest live binding or a fall-back.
+    const unsigned long thread = ::GetCurrentThreadId();
+    CKovra::StartThread(Session(101), thread);
     EXPECT_EQ(Session(101), CallerSession().session);
-    CKovra::StartThread(Session(102), self);  // bound to two sessions: the newest binding wins
+    CKovra::StartThread(Session(102), thread);  // bound to two sessions: the newest binding wins
     EXPECT_EQ(Session(102), CallerSession().session);
-    CKovra::StartThread(Session(105), self);
-    CKovra::RemoveThread(Session(102), self);  // a binding between two others goes
+    CKovra::StartThread(Session(105), thread);
+    CKovra::RemoveThread(Session(102), thread);  // a binding between two others goes
     EXPECT_EQ(Session(105), CallerSession().session);
-    CKovra::RemoveThread(Session(105), self);
+    CKovra::RemoveThread(Session(105), thread);
     EXPECT_EQ(Session(101), CallerSession().session);
     CKovra::RemoveSession(Session(101));  // a stale binding finds no record: the process session answers
     EXPECT_EQ(ProcessSession(), CallerSession().session);
 
     // With option 1 a binding to the process session gives way to any other binding.
-    CKovra::RemoveThread(ProcessSession(), self);
-    CKovra::StartThread(Session(103), self);
-    CKovra::StartThread(ProcessSession(), self);
+    CKovra::RemoveThread(ProcessSession(), thread);
+    CKovra::StartThread(Session(103), thread);
+    CKovra::StartThread(ProcessSession(), thread);
     EXPECT_EQ(ProcessSession(), CallerSession().session);
     EXPECT_EQ(1, CKovra::SetOption(1, 7));
     EXPECT_EQ(Session(103), CallerSession().session);
@@ -268,10 +265,10 @@ TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
 
     // Without the process session an unbound thread gets the oldest session; without any, none.
     CKovra::StartSession(Session(104));
-    CKovra::RemoveThread(ProcessSession(), self);
+    CKovra::RemoveThread(ProcessSession(), thread);
     CKovra::RemoveSession(ProcessSession());
     std::thread([] { EXPECT_EQ(Session(103), CallerSession().session); }).join();
-    CKovra::RemoveThread(Session(103), self);
+    CKovra::RemoveThread(Session(103), thread);
     CKovra::RemoveSession(Session(104));
     EXPECT_EQ(0, KovraGetThreadSession(nullptr));
 }
