@@ -1,11 +1,9 @@
-// Operations on an object's file and its directory: backups, removal, renaming, copying and
-// appending (their retries: logging suite), directories, drives, path names and the search.
+// Backups, remove, rename, copy, append (retries: logging suite), directories, drives, names, search.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "FileChecks.h"
-#include "kovra/kovra.h"
 
 using namespace kovratest;
 
@@ -152,7 +150,7 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     EXPECT_EQ("", ReadFileBytes(directory / "SUB\\MADE.TXT"));
 }
 
-TEST(DirectoryOps, RmDirAndChDirTakeTheNamedDirectoryOrTheFilesDirectory)
+TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
 {
     ScratchDirectory directory(kBase + "DIRS");
     MakeDirectories(directory / "DIR");
@@ -171,23 +169,18 @@ TEST(DirectoryOps, RmDirAndChDirTakeTheNamedDirectoryOrTheFilesDirectory)
     ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "FULL"));
-}
 
-TEST(DirectoryOps, DrivesNamesFreeSpaceAndNetworkDrives)
-{
-    CKovra file;
     EXPECT_EQ(1, file.ChDrive(26));
     EXPECT_EQ("Z:", std::string(file.GetCwd()).substr(0, 2));
     EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
     EXPECT_EQ(26, file.GetDrive());
-    ScratchDirectory directory(kBase + "NAMES");
     WriteFileBytes(directory / "F.TXT", "f");
     WriteFileBytes(directory / "MixedCase.Txt", "m");
-    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\F.TXT", KOVRA_RESOLVE_ONLY));
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\F.TXT", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
-    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
-    ASSERT_EQ(1, file.Open("T_BASE", "NAMES\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
+    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
     EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
     // Free space of missing directories: only the root of the drive can answer.
@@ -202,8 +195,7 @@ TEST(DirectoryOps, DrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
 }
 
-// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT below the base, which is also the module's
-// directory; each file holds its name.
+// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
 TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirectory)
 {
     ScratchDirectory directory(kBase + "FIND");

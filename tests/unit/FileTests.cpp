@@ -1,6 +1,4 @@
-// What an object does with its own file: opening and closing (options, sharing and its
-// retries, read-only files, temporary files, directories), block and text I/O, positions,
-// locks and times, the file as a profile, and the C interface to all of it.
+// An object and its own file: open/close, block and text I/O, positions, locks, times, profile, C interface.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -17,7 +15,7 @@ namespace {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 
-TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslated)
+TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslatedAndMkDirAndAccess)
 {
     ScratchDirectory directory(kBase + "OC_OPTIONS");
     const char* name = "OC_OPTIONS\\RW\\F.TXT";
@@ -42,6 +40,20 @@ TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslated)
     file.WriteString("c\n");
     file.Close();
     EXPECT_EQ("a\r\nb\r\nc\n", ReadFileBytes(directory / "RW\\F.TXT"));
+
+    // MkDir makes the parent directory with three results; Access sees what exists.
+    MakeDirectories(directory / "MK\\EXIST");
+    WriteFileBytes(directory / "MK\\F.TXT", "");
+    auto at = [&file](const std::string& path) -> CKovra& {
+        file.Open("T_BASE", path.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1);
+        return file;
+    };
+    EXPECT_EQ(0, at(directory / "MK\\EXIST\\\\F").MkDir());  // an existing directory, named with its backslash
+    EXPECT_EQ(1, at(directory / "MK\\A\\B\\F.TXT").MkDir());
+    EXPECT_TRUE(PathExists(directory / "MK\\A\\B\\"));
+    EXPECT_EQ(-1, at("Q:\\\\F").MkDir());  // the root of a drive that doesn't exist
+    EXPECT_EQ(1, at(directory / "MK\\F.TXT").Access());
+    EXPECT_EQ(0, at(directory / "MK\\G.TXT").Access());
 }
 
 TEST(OpenClose, OpeningAReadOnlyFileForWritingClearsTheAttributeAndTriesAgain)
@@ -62,8 +74,7 @@ TEST(OpenClose, OpeningAReadOnlyFileForWritingClearsTheAttributeAndTriesAgain)
     EXPECT_EQ(5, CauseOf(file));  // the first attempt's failure stays recorded
 }
 
-// Every failed attempt traces one exception line: a sharing violation is retried once, and
-// with flag 2 for as long as it lasts.
+// Each failed attempt traces a line: a sharing violation is retried once, with flag 2 while it lasts.
 TEST(OpenClose, SharingModesBetweenTwoObjectsAndTheRetryOfAViolation)
 {
     ScratchDirectory directory(kBase + "OC_SHARE");
@@ -109,19 +120,16 @@ TEST(OpenClose, AnObjectTakesItsOwnTextsBackAsArguments)
     EXPECT_EQ(kBase + "F.TXT", std::string(file.GetRealFileName("T_USER", file.GetFileName())));
     EXPECT_EQ(1, file.Open("T_BASE", file.GetFileName() + 7, KOVRA_RESOLVE_ONLY));
     EXPECT_EQ(kBase + "F.TXT", file.GetRealFileName());
-    // A type and a name inside the type that the Open replaces.
-    ASSERT_EQ(1, CKovra::AddFileType("XT_BASE", 2, 1));
+    ASSERT_EQ(1, CKovra::AddFileType("XT_BASE", 2, 1));  // a type and a name inside the type replaced
     file.Open("XT_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
     EXPECT_EQ(1, file.Open(file.GetFileType() + 1, file.GetFileType(), KOVRA_RESOLVE_ONLY));
     EXPECT_EQ("T_BASE " + kBase + "XT_BASE", std::string(file.GetFileType()) + " " + file.GetRealFileName());
-    // SaveFile's extension outlives the type that its Close drops.
     file.Open("T_BASE", "OC_OWN\\F.TXT", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(1, file.SaveFile(nullptr, "OC_OWN", file.GetFileType()));
+    EXPECT_EQ(1, file.SaveFile(nullptr, "OC_OWN", file.GetFileType()));  // outlives the type its Close drops
     const std::string backup = directory / (CurrentUtcDate("%y%m%d") + "01.T_BASE");
     EXPECT_EQ(backup, file.GetRealFileName());
-    // GetLastError's message written over the real file name that it reports.
     EXPECT_EQ(0, file.Open("NOPE", "G.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(1, file.GetLastError(nullptr, file.GetRealFileName(), 260));
+    EXPECT_EQ(1, file.GetLastError(nullptr, file.GetRealFileName(), 260));  // over the name it reports
     EXPECT_EQ("Kovra : KOVRA_ERROR(NOPE, G.TXT, " + backup + ", -1)", file.GetRealFileName());
 }
 
@@ -137,32 +145,13 @@ TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
     const std::string prefix = kBase + "DAT\\WS1\\TMP\\CKV_" + std::to_string(::GetCurrentProcessId()) + "_" + day;
     EXPECT_EQ(prefix, path.substr(0, prefix.size()));
     EXPECT_TRUE(std::regex_match(path.substr(prefix.size()), std::regex(R"(\d{9}_1\.TMP)"))) << path;
-    // Kept by Close(1), the path serves the next Open without a name again; Close removes it.
     file.Write("tmp", 3);
-    EXPECT_EQ(1, file.Close(1));
+    EXPECT_EQ(1, file.Close(1));  // kept, it serves the next Open without a name; Close removes it
     EXPECT_EQ(1, file.Open(nullptr, nullptr, KOVRA_READ));
     EXPECT_EQ(path, file.GetRealFileName());
     EXPECT_EQ(3u, file.GetLength());
     EXPECT_EQ(1, file.Close());
     EXPECT_FALSE(PathExists(path));
-}
-
-TEST(OpenClose, MkDirMakesTheParentWithThreeResultsAndAccessSeesWhatExists)
-{
-    ScratchDirectory directory(kBase + "OC_MKDIR");
-    MakeDirectories(directory / "EXIST");
-    WriteFileBytes(directory / "F.TXT", "");
-    CKovra file;
-    auto at = [&file](const std::string& path) -> CKovra& {
-        file.Open("T_BASE", path.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1);
-        return file;
-    };
-    EXPECT_EQ(0, at(directory / "EXIST\\\\F").MkDir());  // an existing directory, named with its backslash
-    EXPECT_EQ(1, at(directory / "A\\B\\F.TXT").MkDir());
-    EXPECT_TRUE(PathExists(directory / "A\\B\\"));
-    EXPECT_EQ(-1, at("Q:\\\\F").MkDir());  // the root of a drive that doesn't exist
-    EXPECT_EQ(1, at(directory / "F.TXT").Access());
-    EXPECT_EQ(0, at(directory / "G.TXT").Access());
 }
 
 // One ReadString call as "text|length|result|position after it".
@@ -178,8 +167,7 @@ std::string ReadLine(CKovra& file, unsigned int size)
 TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
 {
     ScratchDirectory directory(kBase + "BT_READ");
-    // ReadString fetches 512 bytes from the line's start and moves the position back behind the
-    // line: the b line's CR and LF and the c line's LF sit at block ends, the d line spans two.
+    // ReadString reads 512-byte blocks: the b line's CR LF and c line's LF end blocks, the d line spans two.
     const Lines lines = {std::string(508, 'a'), std::string(511, 'b'), std::string(510, 'c'),
                          std::string(700, 'd'), "", "tail"};
     std::string bytes;
@@ -209,7 +197,7 @@ TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
     EXPECT_EQ(lines[1] + "\r\n|513|1|1023", ReadLine(file, 1000));
 }
 
-TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
+TEST(BlockTextIo, TextModeWritesCrLfAppendModeWritesAtTheEndAndFailuresWithoutAccessOrFile)
 {
     ScratchDirectory directory(kBase + "BT_WRITE");
     CKovra file("T_BASE", "BT_WRITE\\F.TXT", KOVRA_READWRITE | KOVRA_TEXT);
@@ -242,21 +230,18 @@ TEST(BlockTextIo, TextModeWritesCrLfForEveryLineFeedAndAppendModeWritesAtTheEnd)
     EXPECT_EQ(text.size() + 5, file.GetPosition());
     file.Close();
     EXPECT_EQ(text + "a\nb5\n", ReadFileBytes(directory / "F.TXT"));
-}
 
-TEST(BlockTextIo, FailuresWithoutWriteAccessAndAfterAFailedOpen)
-{
-    ScratchDirectory directory(kBase + "BT_FAIL");
-    WriteFileBytes(directory / "F.TXT", "123");
-    CKovra file("T_BASE", "BT_FAIL\\F.TXT", KOVRA_READ);
+    // Failures without write access and after a failed open.
+    WriteFileBytes(directory / "R.TXT", "123");
+    ASSERT_EQ(1, file.Open("T_BASE", "BT_WRITE\\R.TXT", KOVRA_READ));
     EXPECT_EQ(0u, file.WriteString("ab"));
     EXPECT_EQ(0, file.SetLength(1));
     EXPECT_EQ(0, CauseOf(file));  // refused before the platform is asked
     EXPECT_EQ(0, file.Flush());   // asked: it refuses a handle without write access
     EXPECT_EQ(5, CauseOf(file));
-    EXPECT_EQ("123", ReadFileBytes(directory / "F.TXT"));
+    EXPECT_EQ("123", ReadFileBytes(directory / "R.TXT"));
     // After a failed open the platform answers that no file is open.
-    ASSERT_EQ(0, file.Open("T_BASE", "BT_FAIL\\NONE.TXT", KOVRA_READ | KOVRA_TEXT));
+    ASSERT_EQ(0, file.Open("T_BASE", "BT_WRITE\\NONE.TXT", KOVRA_READ | KOVRA_TEXT));
     EXPECT_EQ(2, CauseOf(file));
     char buffer[4] = "xyz";
     EXPECT_EQ(0, file.ReadString(buffer, 3));
@@ -264,7 +249,7 @@ TEST(BlockTextIo, FailuresWithoutWriteAccessAndAfterAFailedOpen)
     EXPECT_EQ(6, CauseOf(file));
 }
 
-TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
+TEST(PositionLockTime, SeekTheOperatorsTheLengthAndTimeStampsBySelector)
 {
     ScratchDirectory directory(kBase + "PL_SEEK");
     CKovra file("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
@@ -280,8 +265,7 @@ TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
     EXPECT_EQ(1, file.SetLength(12));
     EXPECT_EQ(12ul, file.GetLength());
     EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
-    // Positions cross as 32 bits on both targets: past 2 GiB they read back whole as unsigned
-    // values and wrap to negative ones as Seek's long.
+    // Positions cross as 32 bits: past 2 GiB whole as unsigned values, negative as Seek's long.
     EXPECT_EQ(1, file.SetLength(0xC0000000ul));
     EXPECT_EQ(0xC0000000ul, file.GetLength());
     EXPECT_EQ(-1073741825L, file.Seek(-1, 2));
@@ -290,6 +274,22 @@ TEST(PositionLockTime, SeekTheOperatorsAndTheLength)
     file.Close();  // the length of the file under the name
     EXPECT_EQ(5ul, file.GetLength());
     EXPECT_EQ("01234", ReadFileBytes(directory / "F.TXT"));
+
+    // Time stamps by selector: seconds past 2038 need all 64 bits, on the 32-bit build too.
+    WriteFileBytes(directory / "T.TXT", "abc");
+    ASSERT_EQ(1, file.Open("T_BASE", "PL_SEEK\\T.TXT", KOVRA_READWRITE));  // open or not, reached by the name
+    const ATL::CTime written(4102444800), created(1000000000);  // 2100-01-01 00:00 UTC, 2001
+    EXPECT_EQ(1, file.SetModificationTime(&written, 0));
+    EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
+    file.Close();
+    struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
+    ASSERT_EQ(0, _stat64((directory / "T.TXT").c_str(), &status));
+    EXPECT_EQ(4102444800, status.st_mtime);
+    ATL::CTime time;
+    EXPECT_EQ(1, file.GetModificationTime(&time, 0));
+    EXPECT_EQ(4102444800, time.GetTime());
+    EXPECT_EQ(1, file.GetModificationTime(&time, 1));
+    EXPECT_EQ(status.st_ctime, time.GetTime());
 }
 
 TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
@@ -315,26 +315,6 @@ TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
     EXPECT_EQ(1, first.Lock(15, 4));
 }
 
-TEST(PositionLockTime, TimeStampsBySelector)
-{
-    ScratchDirectory directory(kBase + "PL_TIME");
-    WriteFileBytes(directory / "F.TXT", "abc");
-    CKovra file("T_BASE", "PL_TIME\\F.TXT", KOVRA_READWRITE);  // open or not, reached by the name
-    // Seconds past 2038 need all 64 bits of the time stamp, on the 32-bit build too.
-    const ATL::CTime written(4102444800), created(1000000000);  // 2100-01-01 00:00 UTC, 2001
-    EXPECT_EQ(1, file.SetModificationTime(&written, 0));
-    EXPECT_EQ(1, file.SetModificationTime(&created, 1));  // leaves the last write alone
-    file.Close();
-    struct _stat64 status = {};  // its st_ctime is the creation time (wine keeps none of its own)
-    ASSERT_EQ(0, _stat64((directory / "F.TXT").c_str(), &status));
-    EXPECT_EQ(4102444800, status.st_mtime);
-    ATL::CTime time;
-    EXPECT_EQ(1, file.GetModificationTime(&time, 0));
-    EXPECT_EQ(4102444800, time.GetTime());
-    EXPECT_EQ(1, file.GetModificationTime(&time, 1));
-    EXPECT_EQ(status.st_ctime, time.GetTime());
-}
-
 TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheDefault)
 {
     ScratchDirectory directory(kBase + "PR_WRITE");
@@ -352,8 +332,7 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
     EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
 
-    // Readers parse what is there or give the default. 127 characters read 12; all 200
-    // would read 1.2e74 (or overflow a long).
+    // Readers parse what is there or give the default. 127 characters read 12 (all 200: 1.2e74).
     const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
     WriteFileBytes(directory / "R.INI",
                    "[S]\r\nEMPTY=\r\nABC=abc\r\nMINUS=-1\r\nCUT=" + cut + "\r\n[T]\r\nA=1\r\nB=22\r\n");
@@ -374,8 +353,7 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     EXPECT_EQ(0, profile.GetProfileSectionA("NOSECTION", buffer, sizeof buffer));
 }
 
-// What the C interface adds to the members (its main road: tests/msvc): handles, the failure
-// values of a null handle, the protected and variadic members and the operators' handle results.
+// What the C interface adds to the members (main road: tests/msvc): null handles, handle results.
 TEST(CInterface, HandlesTheFailureValuesOfANullHandleAndTheOperatorsResults)
 {
     EXPECT_EQ(0, KovraFile_Open(nullptr, "T_BASE", "A.TXT", KOVRA_READ, nullptr, 0));
@@ -400,8 +378,7 @@ TEST(CInterface, HandlesTheFailureValuesOfANullHandleAndTheOperatorsResults)
     EXPECT_EQ(file, KovraFile_OperatorSubtractAssign(file, 2));
     EXPECT_EQ(2UL, KovraFile_GetPosition(file, 0));
     EXPECT_EQ("5-x\r\n", ReadFileBytes(directory / "F.TXT"));
-    char name[260] = "D%y%M%D.TXT";  // date fields that keep the length are replaced in place
-    char realFileName[260] = "";
+    char name[260] = "D%y%M%D.TXT", realFileName[260] = "";  // date fields keeping the length: in place
     EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, 0));
     EXPECT_EQ("D" + CurrentUtcDate("%y%m%d") + ".TXT", std::string(name));
     EXPECT_EQ(kBase + name, std::string(realFileName));

@@ -1,14 +1,11 @@
-// The resolution of (file type, name) to a real path and what it resolves with: the file-type
-// table, the per-process registry of sessions and thread bindings and their identities; and
-// what GetLastError reports when resolution or an open fails.
+// Resolution to a real path, the file types, sessions, threads and identities it uses, and its failures.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <thread>
 
-#include "TestSupport.h"
+#include "FileChecks.h"
 #include "kovra/diag.h"
-#include "kovra/kovra.h"
 
 using namespace kovratest;
 
@@ -82,12 +79,11 @@ TEST(Resolve, EveryLocationWithAndWithoutAClientAndAReadOnlyPath)
     }
 }
 
-// BuildFileName, open to derived classes, rewrites the caller's name buffer of 260 bytes.
-struct NameBuilder : CKovra {
+struct NameBuilder : CKovra {  // BuildFileName, open to derived classes, rewrites a 260-byte name buffer
     using CKovra::BuildFileName;
 };
 
-TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
+TEST(Resolve, LiteralNamesTheFirstParentReferenceDateFieldsAndTheFailuresReportedOnce)
 {
     EXPECT_EQ("C:\\DIR\\F.TXT", Resolve("T_USER", "C:\\DIR\\F.TXT"));
     EXPECT_EQ("\\\\SRV\\SHARE\\F.TXT", Resolve("T_WKSTA", "\\\\SRV\\SHARE\\F.TXT"));
@@ -117,13 +113,10 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceAndDateFields)
     std::strcpy(name, ("N" + fits).c_str());  // one more doesn't fit: the name stays as it is
     EXPECT_EQ(0, builder.BuildFileName("T_BASE", name, real, 1));
     EXPECT_EQ("N" + fits, std::string(name));
-}
 
-TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
-{
+    // What GetLastError reports: unknown types, overlong names and file failures, each once.
     ScratchDirectory directory(kBase + "ERR");
     const std::string missing = directory / "MISSING.TXT";
-    CKovra file;
     EXPECT_EQ(0, file.Open("T_BASE", "ERR\\MISSING.TXT", KOVRA_READ));
     EXPECT_EQ(0, file.IsDirectory());
     // Types are case-sensitive. The earlier path stays, and no open is tried on it.
@@ -138,18 +131,15 @@ TEST(ErrorState, UnknownTypesOverlongNamesAndFileFailuresAreEachReportedOnce)
     EXPECT_EQ(1, file.IsDirectory());
     EXPECT_EQ("5 Access to " + kBase + "ERR was denied.", Failure(file));
 
-    // 259 characters fit; one more in the joined path or in the name itself fails.
-    const std::string fits = "ERR\\" + std::string(259 - kBase.size() - 4, 'N');
-    EXPECT_EQ(1, file.Open("T_BASE", fits.c_str(), KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(0, file.Open("T_BASE", (fits + "N").c_str(), KOVRA_READWRITE));
-    EXPECT_FALSE(PathExists(kBase + fits));
-    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + fits + "N, , -2)", Failure(file));  // names no file
-    // A name that doesn't fit isn't stored either.
+    // A joined path of 260 characters (259 fit: BadInput) names no file; an overlong name isn't stored.
+    const std::string overlong = "ERR\\" + std::string(260 - kBase.size() - 4, 'N');
+    EXPECT_EQ(0, file.Open("T_BASE", overlong.c_str(), KOVRA_READWRITE));
+    EXPECT_EQ("-2 Kovra : KOVRA_ERROR(T_BASE, " + overlong + ", , -2)", Failure(file));
     EXPECT_EQ(0, file.Open("NOPE", std::string(260, 'N').c_str(), KOVRA_READWRITE, nullptr, 1));
     EXPECT_EQ("-2 Kovra : KOVRA_ERROR(NOPE, , , -2)", Failure(file));
 }
 
-TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAndAtMost35Characters)
+TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAtMost35CharactersAndAtMost1489)
 {
     std::vector<std::string> expected = Types();
     ASSERT_EQ(12u, expected.size());  // DFT, XWS and the ten of the configuration
@@ -164,10 +154,8 @@ TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAndAtMost35Characters)
     EXPECT_EQ(kBase + "F.TXT", Resolve("abc", "F.TXT"));  // 9: the data path, here the base path
     EXPECT_EQ(0, CKovra::SetDebugLevel(5));
     EXPECT_EQ(5, CKovra::SetDebugLevel(0));  // each call answers the level it replaces
-}
 
-TEST(FileTypes, TheTableHoldsAtMost1489Types)
-{
+    // The table holds at most 1489 types.
     for (size_t index = Types().size(); index < 1489; ++index)
         ASSERT_EQ(1, CKovra::AddFileType(("TYPE" + std::to_string(index)).c_str(), 2, 1));
     EXPECT_EQ(1, CKovra::AddFileType("ONE_TOO_MANY", 2, 1));
@@ -178,16 +166,14 @@ TEST(FileTypes, TheTableHoldsAtMost1489Types)
     EXPECT_EQ("TYPE1488 2 1", types.back());
     EXPECT_EQ("", Resolve("ONE_TOO_MANY", "F.TXT"));
 
-    // The block as every process on the machine maps it, 32-bit or 64-bit: 44-byte records
-    // from its first byte (name, then location and encryption as 32-bit little-endian values),
-    // and the last 20 of its 65536 bytes unused.
+    // The block every 32- or 64-bit process maps: 44-byte records (name, then location and encryption
+    // as 32-bit little-endian values) from its first byte; the last 20 of its 65536 bytes unused.
     HANDLE mapping = ::OpenFileMappingA(FILE_MAP_READ, FALSE, "Global\\CKovraApp");
     ASSERT_NE(nullptr, mapping);
     const auto* block = static_cast<const unsigned char*>(::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
     ASSERT_NE(nullptr, block);
-    auto number = [block](size_t offset) {
-        return block[offset] | block[offset + 1] << 8 | block[offset + 2] << 16 | block[offset + 3] << 24;
-    };
+    auto number = [block](size_t at) {
+        return block[at] | block[at + 1] << 8 | block[at + 2] << 16 | block[at + 3] << 24; };
     EXPECT_STREQ("TYPE1000", reinterpret_cast<const char*>(block + 1000 * 44));
     EXPECT_EQ(4, number(1000 * 44 + 36));
     EXPECT_EQ(1, number(1000 * 44 + 40));
@@ -197,15 +183,8 @@ TEST(FileTypes, TheTableHoldsAtMost1489Types)
     ::CloseHandle(mapping);
 }
 
-void* Session(INT_PTR value)
-{
-    return reinterpret_cast<void*>(value);
-}
-
-void* ProcessSession()
-{
-    return Session(static_cast<INT_PTR>(::GetCurrentProcessId()));
-}
+void* Session(INT_PTR value) { return reinterpret_cast<void*>(value); }
+void* ProcessSession() { return Session(static_cast<INT_PTR>(::GetCurrentProcessId())); }
 
 const std::string kProcess = std::to_string(::GetCurrentProcessId());
 
@@ -233,7 +212,7 @@ KovraSession_S CallerSession()
     return record;
 }
 
-TEST(Registry, StartsAndRemovalsCountReferences)
+TEST(Registry, StartsAndRemovalsCountReferencesAndTheCallerGetsItsNewestLiveBindingOrAFallBack)
 {
     const std::string self = " " + kProcess + "/" + std::to_string(::GetCurrentThreadId());
     // Start-up counted the process session for itself and for the thread that loaded the library.
@@ -259,27 +238,25 @@ TEST(Registry, StartsAndRemovalsCountReferences)
     EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
     EXPECT_EQ(1, CKovra::RemoveSession(Session(77)));
     EXPECT_EQ(kProcess + ":2 |" + self + " 77/6000", Registry());
-}
 
-TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
-{
-    const unsigned long self = ::GetCurrentThreadId();
-    CKovra::StartThread(Session(101), self);
+    // The caller's session comes from its newest live binding or a fall-back.
+    const unsigned long thread = ::GetCurrentThreadId();
+    CKovra::StartThread(Session(101), thread);
     EXPECT_EQ(Session(101), CallerSession().session);
-    CKovra::StartThread(Session(102), self);  // bound to two sessions: the newest binding wins
+    CKovra::StartThread(Session(102), thread);  // bound to two sessions: the newest binding wins
     EXPECT_EQ(Session(102), CallerSession().session);
-    CKovra::StartThread(Session(105), self);
-    CKovra::RemoveThread(Session(102), self);  // a binding between two others goes
+    CKovra::StartThread(Session(105), thread);
+    CKovra::RemoveThread(Session(102), thread);  // a binding between two others goes
     EXPECT_EQ(Session(105), CallerSession().session);
-    CKovra::RemoveThread(Session(105), self);
+    CKovra::RemoveThread(Session(105), thread);
     EXPECT_EQ(Session(101), CallerSession().session);
     CKovra::RemoveSession(Session(101));  // a stale binding finds no record: the process session answers
     EXPECT_EQ(ProcessSession(), CallerSession().session);
 
     // With option 1 a binding to the process session gives way to any other binding.
-    CKovra::RemoveThread(ProcessSession(), self);
-    CKovra::StartThread(Session(103), self);
-    CKovra::StartThread(ProcessSession(), self);
+    CKovra::RemoveThread(ProcessSession(), thread);
+    CKovra::StartThread(Session(103), thread);
+    CKovra::StartThread(ProcessSession(), thread);
     EXPECT_EQ(ProcessSession(), CallerSession().session);
     EXPECT_EQ(1, CKovra::SetOption(1, 7));
     EXPECT_EQ(Session(103), CallerSession().session);
@@ -288,16 +265,29 @@ TEST(Registry, TheCallersSessionComesFromItsNewestLiveBindingOrAFallBack)
 
     // Without the process session an unbound thread gets the oldest session; without any, none.
     CKovra::StartSession(Session(104));
-    CKovra::RemoveThread(ProcessSession(), self);
+    CKovra::RemoveThread(ProcessSession(), thread);
     CKovra::RemoveSession(ProcessSession());
     std::thread([] { EXPECT_EQ(Session(103), CallerSession().session); }).join();
-    CKovra::RemoveThread(Session(103), self);
+    CKovra::RemoveThread(Session(103), thread);
     CKovra::RemoveSession(Session(104));
     EXPECT_EQ(0, KovraGetThreadSession(nullptr));
 }
 
-TEST(Identity, EveryThreadOfASessionSeesItAndOverlongValuesAreRefused)
+// Two unbound threads change the process's session at once and lose no change (more: stress.Short).
+TEST(Identity, ConcurrentChangesEveryThreadOfASessionSeesItAndOverlongValuesAreRefused)
 {
+    std::vector<std::thread> workers;
+    for (auto setter : {&CKovra::SetUser, &CKovra::SetClient})
+        workers.emplace_back([setter] {
+            for (int round = 0; round < 300; ++round)
+                setter(((setter == &CKovra::SetUser ? "U" : "C") + std::to_string(round)).c_str(), 0);
+        });
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_EQ(kProcess + ":2 | " + kProcess + "/" + std::to_string(::GetCurrentThreadId()), Registry());
+    EXPECT_STREQ("USERS\\U299", CallerSession().user);
+    EXPECT_STREQ("CLIENTS\\C299", CallerSession().client);
+
     void* session = Session(401);
     const std::string longest(253, 'u');
     std::thread([&] {
@@ -317,26 +307,7 @@ TEST(Identity, EveryThreadOfASessionSeesItAndOverlongValuesAreRefused)
         EXPECT_STREQ("CLIENTS\\C1", seen.client);
         EXPECT_STREQ("C:\\APP\\", seen.modulePath);
     }).join();
-    EXPECT_STREQ("", CallerSession().user);  // the process session kept its own identity
-}
-
-// Many threads starting, binding and changing sessions at once are the stress program's load
-// (stress.Short); here two unbound threads change the process's own session at once.
-TEST(Registry, TwoThreadsChangingTheProcessSessionAtOnceLoseNoChange)
-{
-    std::vector<std::thread> workers;
-    for (const char* prefix : {"U", "C"}) {
-        workers.emplace_back([prefix] {
-            auto setter = prefix[0] == 'U' ? &CKovra::SetUser : &CKovra::SetClient;
-            for (int round = 0; round < 300; ++round)
-                setter((prefix + std::to_string(round)).c_str(), 0);
-        });
-    }
-    for (std::thread& worker : workers)
-        worker.join();
-    EXPECT_EQ(kProcess + ":2 | " + kProcess + "/" + std::to_string(::GetCurrentThreadId()), Registry());
-    EXPECT_STREQ("USERS\\U299", CallerSession().user);
-    EXPECT_STREQ("CLIENTS\\C299", CallerSession().client);
+    EXPECT_STREQ("USERS\\U299", CallerSession().user);  // the process session kept its own identity
 }
 
 } // namespace
