@@ -112,6 +112,9 @@ TEST(EventLog, RegistryCallsAndLookupsWriteTheirLines)
                      "*RemoveSession FAILED (64)", "*StartSession (1,64,1," + kBase + ",)", "*StartThread (1,64,2b0)",
                      "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)"}),
               texts);
+    // The whole line: time stamp, a blank, eight hyphens, a blank, the text and CR LF.
+    EXPECT_TRUE(std::regex_search(ReadFileBytes(kLog), std::regex(R"((^|\n)\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d )"
+                                                                 R"(-------- \*StartThread \(1,64,2b0\)\r\n)")));
 }
 
 TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
@@ -135,7 +138,6 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
         expected.insert(expected.end(), {"*RemoveThread", "*RemoveSession (" + Hex(id) + ",1," + kBase + ")",
                                          "*RemoveSession (" + Hex(id) + ",0," + kBase + ")"});
     }
-    // The whole line: time stamp, a blank, eight hyphens, a blank and the text.
     const std::regex eventLine(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d -------- (\*.*))");
     std::smatch match;
     for (const std::string& line : SplitLines(ReadFileBytes(kLog))) {
