@@ -106,7 +106,8 @@ public:
     KOVRA_API int SaveFile(const char* type = nullptr, const char* directory = nullptr,
                            const char* extension = nullptr, int nameFlags = 0, int flags = 0);
     KOVRA_API int Remove(int = 0);
-    // Date fields in name are replaced in place, as long as the text doesn't grow.
+    // Date fields in name are replaced in place, as long as the text doesn't grow; a name
+    // without date fields is never written to.
     KOVRA_API int Rename(const char* type, char* name, int nameFlags = 0);
 
     // --- directory, drive and path operations -------------------------------------------

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "FileChecks.h"
+#include "kovra/capi.h"
 
 using namespace kovratest;
 
@@ -94,6 +95,12 @@ TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWitho
     EXPECT_EQ(1, file.Rename("T_BASE", grown));
     EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
     EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
+    // A name without date fields is never written to: a constant will do, through the C interface too.
+    EXPECT_EQ(1, file.Rename("T_BASE", const_cast<char*>("RENAME\\K.TXT")));
+    KovraFile* handle = KovraFile_Create("T_BASE", "RENAME\\K.TXT", KOVRA_RESOLVE_ONLY, nullptr, 0);
+    EXPECT_EQ(1, KovraFile_Rename(handle, nullptr, const_cast<char*>("RENAME\\L.TXT"), 0));
+    KovraFile_Destroy(handle);
+    EXPECT_EQ("abc", ReadFileBytes(directory / "L.TXT"));
 
     NameFile(file, "RENAME\\F.TXT", "f");
     auto expectUnchanged = [&](int cause) {

@@ -113,6 +113,7 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceDateFieldsAndTheFailuresReporte
     std::strcpy(name, ("N" + fits).c_str());  // one more doesn't fit: the name stays as it is
     EXPECT_EQ(0, builder.BuildFileName("T_BASE", name, real, 1));
     EXPECT_EQ("N" + fits, std::string(name));
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", const_cast<char*>("100%.TXT"), real, 0));  // no date fields: untouched
 
     // What GetLastError reports: unknown types, overlong names and file failures, each once.
     ScratchDirectory directory(kBase + "ERR");
