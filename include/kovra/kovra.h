@@ -70,7 +70,7 @@ public:
     KOVRA_API long Seek(long offset, int origin, int = 0);
     KOVRA_API unsigned long GetPosition(int = 0);
     KOVRA_API unsigned long GetLength(int = 0);
-    KOVRA_API int SetLength(unsigned long length, int = 0);
+    KOVRA_API int SetLength(unsigned long length, int = 0);  // leaves the position at the new length
     KOVRA_API int Lock(long position, int count, int = 0);
     KOVRA_API int UnLock(long position, int count, int = 0);
     // selector 1: creation time; any other value: time of the last write. Times are set from

@@ -263,6 +263,7 @@ TEST(PositionLockTime, SeekTheOperatorsTheLengthAndTimeStampsBySelector)
     EXPECT_EQ(&file, *(file += 3) -= 5);
     EXPECT_EQ(2ul, file.GetPosition());
     EXPECT_EQ(1, file.SetLength(12));
+    EXPECT_EQ(12ul, file.GetPosition());  // at the new end, as the platform's file class leaves it
     EXPECT_EQ(12ul, file.GetLength());
     EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
     // Positions cross as 32 bits: past 2 GiB whole as unsigned values, negative as Seek's long.
