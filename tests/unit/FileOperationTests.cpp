@@ -65,8 +65,11 @@ TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
     CKovra file("T_BASE", "REMOVE\\F.TXT", KOVRA_READWRITE);
     EXPECT_EQ(1, file.Remove());
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
-    EXPECT_EQ(1, file.Remove());  // nothing there any more, and nothing recorded
-    EXPECT_EQ(0, CauseOf(file));
+    for (const char* gone : {"REMOVE\\F.TXT", "REMOVE\\A?B.TXT", "REMOVE\\NO\\F.TXT"}) {  // or no file's name
+        ASSERT_EQ(1, file.Open("T_BASE", gone, KOVRA_RESOLVE_ONLY));
+        EXPECT_EQ(1, file.Remove()) << gone;
+        EXPECT_EQ(0, CauseOf(file)) << gone;  // nothing recorded
+    }
     CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
     const std::string temporaryPath = temporary.GetRealFileName();
     EXPECT_EQ(1, temporary.Remove());
