@@ -150,10 +150,13 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
     EXPECT_EQ("head:" + source, ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(20000ul, file.GetPosition());
+    EXPECT_EQ(5, CauseOf(file));  // what it records is its own: a Flush of a file opened for reading
     NameFile(file, "COPY\\ABC.TXT", "abc");  // opened for the copy and closed again
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
     EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(0, file.IsOpen());
+    EXPECT_EQ(0, file.AppendFile("NOPE", "COPY\\APP.TXT"));
+    EXPECT_EQ(0, CauseOf(file));  // the destination's failure stays with the destination
     NameFile(file, "COPY\\EMPTY.TXT", "");  // nothing to append, a missing destination made
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\SUB\\MADE.TXT"));
     EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
