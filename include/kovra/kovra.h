@@ -128,6 +128,7 @@ public:
     KOVRA_API int MkDir(int = 0);
 
     // --- file types and settings -----------------------------------------------------------
+    // 1 for every name but null; names that are empty or longer than 35 characters aren't added.
     KOVRA_API static int AddFileType(const char* name, int location, int encryption, int = 0);
     KOVRA_API static int SetDebugLevel(int level, int = 0);
     KOVRA_API static int SetOption(int option, int value, int = 0);

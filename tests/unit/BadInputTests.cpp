@@ -180,7 +180,7 @@ TEST(BadInput, NamesTypesAndPatternsAtAndBeyondThePathLimit)
     const int clients = PathExists(kBase + "CLIENTS\\") ? 1 : 0;
     const LengthRow textRows[] = {
         LENGTH_ROW(file.Open(text.c_str(), "F.TXT", 0), 1, 0, 0, 0, 0),
-        LENGTH_ROW(CKovra::AddFileType(text.c_str(), 2, 1), 0, 0, 0, 0, 0),
+        LENGTH_ROW(CKovra::AddFileType(text.c_str(), 2, 1), 1, 1, 1, 1, 1),  // and adds nothing: FileTypes
         LENGTH_ROW(CKovra::SetUser(text.c_str()), 1, 0, 0, 0, 0),
         LENGTH_ROW(CKovra::SetClient(text.c_str()), 1, 0, 0, 0, 0),
         LENGTH_ROW(CKovra::SetModulePath(text.c_str()), 1, 1, 0, 0, 0),
