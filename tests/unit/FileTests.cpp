@@ -332,6 +332,9 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     CKovra unnamed;  // without a resolved name there is no profile file
     EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
     EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
+    char text[3] = "xy";  // the default, cut to the buffer, as for a missing key
+    EXPECT_EQ(2, unnamed.GetProfile("S", "K", "dflt", text, sizeof text));
+    EXPECT_STREQ("df", text);
 
     // Readers parse what is there or give the default. 127 characters read 12 (all 200: 1.2e74).
     const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
