@@ -88,7 +88,8 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
         CALL(KovraFile_WriteProfileLong(handle, none, none, 5, 0)),
         CALL(KovraFile_WriteProfileSectionA(handle, none, "a=1\0", 0)),
         CALL(KovraFile_GetProfileString(handle, "S", "K", none, nullptr, 9, 0)),
-        CALL(KovraFile_BuildFileName(handle, none, nullptr, nullptr, 0)), CALL(KovraFile_Printf(handle, 0, nullptr)),
+        CALL(KovraFile_BuildFileName(handle, none, nullptr, nullptr, 260, 0)),
+        CALL(KovraFile_Printf(handle, 0, nullptr)),
         CALL(KovraFile_Rename(handle, none, nullptr, 0)), CALL(KovraFile_AppendFile(handle, none, none, 0)),
         CALL(Kovra_AddFileType(none, 2, 1, 0))});
     // An empty name stands in for the null pointer; "*.*" is searched in the directory of "DFT".

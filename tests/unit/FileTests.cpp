@@ -383,9 +383,19 @@ TEST(CInterface, HandlesTheFailureValuesOfANullHandleAndTheOperatorsResults)
     EXPECT_EQ(2UL, KovraFile_GetPosition(file, 0));
     EXPECT_EQ("5-x\r\n", ReadFileBytes(directory / "F.TXT"));
     char name[260] = "D%y%M%D.TXT", realFileName[260] = "";  // date fields keeping the length: in place
-    EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, 0));
+    EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, sizeof realFileName, 0));
     EXPECT_EQ("D" + CurrentUtcDate("%y%m%d") + ".TXT", std::string(name));
     EXPECT_EQ(kBase + name, std::string(realFileName));
+    // Every buffer takes its size with the NUL: a longer text is cut and terminated.
+    char line[3], text[8];
+    KovraFile_OperatorAssign(file, 0);
+    EXPECT_EQ(1, KovraFile_ReadString(file, line, sizeof line, nullptr, 0));
+    EXPECT_STREQ("5-", line);
+    EXPECT_EQ(0, KovraFile_BuildFileName(file, "T_BASE", name, text, sizeof text, 0));
+    EXPECT_EQ(kBase.substr(0, 7), text);
+    EXPECT_EQ(0, KovraFile_Open(file, "T_BASE", "CI\\MISSING.TXT", KOVRA_READ, nullptr, 0));
+    EXPECT_EQ(1, KovraFile_GetLastError(file, nullptr, text, sizeof text, 0));
+    EXPECT_EQ(kBase.substr(0, 7), text);  // of "<base>CI\MISSING.TXT was not found."
     KovraFile_Destroy(file);
 }
 

@@ -70,7 +70,7 @@ std::string WordOrNumber(const char* word, int value)
     return word ? word : std::to_string(value);
 }
 
-void ReportProblem(void* file, int line, const char* problem)
+void KOVRA_CALL ReportProblem(void* file, int line, const char* problem)
 {
     const std::string& name = *static_cast<const std::string*>(file);
     if (line > 0)
