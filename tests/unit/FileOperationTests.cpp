@@ -208,28 +208,29 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
 }
 
-// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
+// FIND\A.TXT, B.TXT (hidden), C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
 TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirectory)
 {
     ScratchDirectory directory(kBase + "FIND");
     for (const char* name : {"A.TXT", "B.TXT", "C.TXT", "SUB\\F.TXT"})
         WriteFileBytes(directory / name, name);
+    ASSERT_TRUE(::SetFileAttributesA((directory / "B.TXT").c_str(), FILE_ATTRIBUTE_HIDDEN));
     ASSERT_EQ(1, CKovra::SetModulePath(directory.Path().c_str()));
     CKovraFind find;
     auto entries = [&find] {  // the entries still to come, sorted: directories end in a backslash
         Lines found;
         while (find.FindNextFileA())
-            found.push_back((find.IsDots() ? "dots " : "") + std::string(find.GetFileName()) +
-                            (find.IsDirectory() ? "\\" : ""));
+            found.push_back((find.IsDots() ? "dots " : find.IsHidden() ? "hidden " : "") +
+                            std::string(find.GetFileName()) + (find.IsDirectory() ? "\\" : ""));
         std::sort(found.begin(), found.end());
         return found;
     };
     ASSERT_NE(0, find.FindFile("T_BASE", "FIND\\*.TXT"));
-    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT"}), entries());
+    EXPECT_EQ((Lines{"A.TXT", "C.TXT", "hidden B.TXT"}), entries());
     EXPECT_EQ(0, find.FindFile("T_BASE", "FIND\\*.XYZ"));
     EXPECT_EQ(0, find.FindNextFileA());
     ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
-    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\"}), entries());
+    EXPECT_EQ((Lines{"A.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\", "hidden B.TXT"}), entries());
 
     ASSERT_NE(0, find.FindFile("T_MODULE", "SUB\\*.TXT"));
     ASSERT_NE(0, find.FindNextFileA());

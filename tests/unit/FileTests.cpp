@@ -25,11 +25,14 @@ TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslatedAndMkDirAndAcce
     EXPECT_EQ(0, file.Open("T_BASE", name, KOVRA_READ));  // a missing file: only its directory is made
     EXPECT_TRUE(PathExists(directory / "RW\\"));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // creates
+    EXPECT_EQ(1, file.IsWritable());
     EXPECT_EQ(3u, file.Write("abc", 3));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // keeps the contents
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READ));
+    EXPECT_EQ(0, file.IsWritable());
     EXPECT_EQ(0u, file.Write("x", 1));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_APPEND));
+    EXPECT_EQ(1, file.IsWritable());
     file.Seek(0, 0);
     file.Write("de", 2);
     file.Close();
