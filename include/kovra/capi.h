@@ -12,8 +12,27 @@
 // are 32 bits wide on both targets; time stamps are seconds since 1970-01-01 00:00 UTC.
 // The trailing `flags` of a function is its member's flags word: 0 unless a bit is named.
 //
-// Every function uses the calling convention KOVRA_CALL (__cdecl) and is exported from
-// kovra.dll under its plain name, on the 32-bit and on the 64-bit build.
+// Buffers. A function that writes text into a buffer of the caller's takes the buffer's
+// size in bytes, the terminating NUL included (the `size` of BuildFileName, ReadString,
+// GetProfileString and GetProfileSectionA, the `length` of GetLastError). A text longer
+// than that is cut: as much as fits is written, and always a NUL behind it (a section's
+// list ends with its second NUL where there is room for it). With a size of 0 (or less)
+// nothing is written. A name that a function rewrites in place (Rename, BuildFileName)
+// only gets the date fields that keep its length: a name without date fields is never
+// written to, so it may be a constant.
+//
+// Threads. Any thread of the process may call any function. An object (a handle) is used
+// by one thread at a time: its functions take no lock, except that closing it is guarded.
+// The static functions, the inspection entry points of diag.h and the shared file-type
+// table may be used from every thread at once. File names resolve with the identity (the
+// module directory, the user and the client) of the session that the calling thread is
+// bound to (Kovra_StartThread), or else of the process's own session; Kovra_SetUser,
+// Kovra_SetClient and Kovra_SetModulePath change that session's record, and with it the
+// identity of every thread bound to it.
+//
+// Every function uses the calling convention KOVRA_CALL (__cdecl), stated in each
+// declaration, so that a program compiled with another default (/Gz) calls it right, and is
+// exported from kovra.dll under its plain name, on the 32-bit and on the 64-bit build.
 #pragma once
 
 #include <stdarg.h>
@@ -24,8 +43,9 @@
 #include "records.h"
 
 // The version of this interface that the header describes; Kovra_InterfaceVersion tells
-// the version of the loaded kovra.dll. Functions are only ever added.
-#define KOVRA_C_INTERFACE_VERSION 1
+// the version of the loaded kovra.dll. Version 2 gave BuildFileName the size of its path
+// buffer and made the sizes of ReadString and GetLastError those of the whole buffer.
+#define KOVRA_C_INTERFACE_VERSION 2
 
 #define KOVRA_CAPI(type) KOVRA_API type KOVRA_CALL
 
@@ -56,6 +76,7 @@ KOVRA_CAPI(int) KovraFile_Open(KovraFile* file, const char* type, const char* na
                                struct KovraOpenPar_S* parameters, int flags);
 // flags 1: keep a temporary file; 2: keep the type. 1 when a file was dealt with.
 KOVRA_CAPI(int) KovraFile_Close(KovraFile* file, int flags);
+// 1 while the file is open.
 KOVRA_CAPI(int) KovraFile_IsOpen(KovraFile* file, int flags);
 // 1 when open with KOVRA_READWRITE or KOVRA_APPEND.
 KOVRA_CAPI(int) KovraFile_IsWritable(KovraFile* file, int flags);
@@ -69,17 +90,20 @@ KOVRA_CAPI(char*) KovraFile_ResolveRealFileName(KovraFile* file, const char* typ
 KOVRA_CAPI(char*) KovraFile_GetFileName(KovraFile* file, int flags);
 // The type; "" when there is none.
 KOVRA_CAPI(char*) KovraFile_GetFileType(KovraFile* file, int flags);
+// The real path that the last Open resolved (or its temporary file).
 KOVRA_CAPI(char*) KovraFile_GetRealFileName(KovraFile* file, int flags);
-// The protected BuildFileName: resolves (type, name) into realFileName (260 bytes) and
-// rewrites date fields in name in place. flags 1: name is a real path. 1 for a known type.
+// The protected BuildFileName: resolves (type, name) into realFileName, a buffer of size
+// bytes (260 hold every path), and gives name its date fields in place. flags 1: name is a
+// real path. 1 for a known type whose path fit the buffer; realFileName is left alone for
+// an unknown type.
 KOVRA_CAPI(int) KovraFile_BuildFileName(KovraFile* file, const char* type, char* name, char* realFileName,
-                                        int flags);
+                                        int size, int flags);
 
 // --- error state -------------------------------------------------------------------------
 
-// Reports the pending failure once: 1 and its cause and text (at most length characters
-// copied into message), 0 when none is pending. cause and message may be null; with both
-// null the report is shown in a message box unless option bit 32 is set.
+// Reports the pending failure once: 1 and its cause and text (message is a buffer of length
+// bytes), 0 when none is pending. cause and message may be null; with both null the report
+// is shown in a message box unless option bit 32 is set.
 KOVRA_CAPI(int) KovraFile_GetLastError(KovraFile* file, int* cause, char* message, int length, int flags);
 // 1 when the real path names an existing directory.
 KOVRA_CAPI(int) KovraFile_IsDirectory(KovraFile* file, int flags);
@@ -92,9 +116,10 @@ KOVRA_CAPI(unsigned int) KovraFile_Read(KovraFile* file, void* buffer, unsigned 
 // count bytes (in text mode: the text up to its NUL, each LF as CR LF unless flags has 1).
 // count on success, 0 when the file isn't writable or the write failed.
 KOVRA_CAPI(unsigned int) KovraFile_Write(KovraFile* file, const void* buffer, unsigned int count, int flags);
-// One line of at most size characters; buffer holds size + 1 bytes. In text mode without
-// its LF and CR bytes. 1 when a line end or the full buffer ended it, 0 at the end of the
-// file (length then tells what the last line held). length may be null.
+// One line into buffer, a buffer of size bytes; a longer line comes in pieces that fill the
+// buffer. In text mode without its LF and CR bytes. 1 when a line end or the full buffer
+// ended it, 0 at the end of the file (length, the characters stored, then tells what the
+// last line held). length may be null.
 KOVRA_CAPI(int) KovraFile_ReadString(KovraFile* file, char* buffer, unsigned int size, unsigned int* length,
                                      int flags);
 // The text (in text mode LF as CR LF, and a CR LF appended to a text without LF unless
@@ -106,21 +131,28 @@ KOVRA_CAPI(unsigned int) KovraFile_Printf(KovraFile* file, int flags, const char
     KOVRA_PRINTF_FORMAT(3, 4);
 // KovraFile_Printf with the arguments as a va_list.
 KOVRA_CAPI(unsigned int) KovraFile_VPrintf(KovraFile* file, int flags, const char* format, va_list arguments);
+// Has the platform write the file's buffers to disk. 1 on success; 0 without a file, and
+// for a file opened only for reading (the platform refuses that handle).
 KOVRA_CAPI(int) KovraFile_Flush(KovraFile* file, int flags);
 
 // --- position, length, locking and times -------------------------------------------------
 
 // origin 0 begin, 1 current, 2 end. The new position; -1 on failure, 0 without a file.
 KOVRA_CAPI(long) KovraFile_Seek(KovraFile* file, long offset, int origin, int flags);
+// The position in the open file; 0 without one.
 KOVRA_CAPI(unsigned long) KovraFile_GetPosition(KovraFile* file, int flags);
 // The open file's length, or without an open file the length of the file on disk.
 KOVRA_CAPI(unsigned long) KovraFile_GetLength(KovraFile* file, int flags);
+// Cuts or extends the file to length bytes and leaves the position there. 1 on success; 0
+// when the file isn't open for writing or the change failed.
 KOVRA_CAPI(int) KovraFile_SetLength(KovraFile* file, unsigned long length, int flags);
+// Locks or unlocks count bytes from position against other handles. 1 on success.
 KOVRA_CAPI(int) KovraFile_Lock(KovraFile* file, long position, int count, int flags);
 KOVRA_CAPI(int) KovraFile_UnLock(KovraFile* file, long position, int count, int flags);
 // selector 1: the creation time; any other value: the time of the last write. Work by the
 // real path, also without an open file. 1 on success; *seconds is left alone on failure.
 KOVRA_CAPI(int) KovraFile_GetModificationTime(KovraFile* file, int64_t* seconds, int selector);
+// Times from 1970-01-01 00:00:01 to 30828-09-14 02:48:05 UTC; others are refused (error -3).
 KOVRA_CAPI(int) KovraFile_SetModificationTime(KovraFile* file, const int64_t* seconds, int selector);
 // The operators =, += and -=: seek to offset from the beginning, forward and back by offset
 // from the current position. They return the handle, whatever the seek gave.
@@ -144,8 +176,9 @@ KOVRA_CAPI(int) KovraFile_WriteProfileUInt(KovraFile* file, const char* section,
                                            unsigned int value, int flags);
 KOVRA_CAPI(int) KovraFile_WriteProfileDouble(KovraFile* file, const char* section, const char* key, double value,
                                              int flags);
-// GetProfile: the text (or defaultText) into buffer of size bytes; the number of characters
-// placed there.
+// GetProfile: the text, or defaultText for a missing key, into buffer of size bytes; the
+// number of characters placed there. Where the platform isn't asked (no real path, a text
+// longer than 32766 characters) the buffer gets defaultText too.
 KOVRA_CAPI(int) KovraFile_GetProfileString(KovraFile* file, const char* section, const char* key,
                                            const char* defaultText, char* buffer, int size, int flags);
 // GetProfile of a number: the value read, or the default when the key is missing or empty.
@@ -160,7 +193,7 @@ KOVRA_CAPI(unsigned int) KovraFile_GetProfileUInt(KovraFile* file, const char* s
 KOVRA_CAPI(double) KovraFile_GetProfileDouble(KovraFile* file, const char* section, const char* key,
                                               double defaultValue, int flags);
 // The section's lines ("key=value", each NUL-terminated, an empty one last) into buffer of
-// size bytes; 1 when anything was placed there.
+// size bytes; 1 when a line was placed there.
 KOVRA_CAPI(int) KovraFile_GetProfileSectionA(KovraFile* file, const char* section, char* buffer, int size,
                                              int flags);
 // Replaces the section by lines in the same form. 1 on success.
@@ -174,16 +207,20 @@ KOVRA_CAPI(int) KovraFile_WriteProfileSectionA(KovraFile* file, const char* sect
 // object then names the backup.
 KOVRA_CAPI(int) KovraFile_SaveFile(KovraFile* file, const char* type, const char* directory, const char* extension,
                                    int nameFlags, int flags);
-// 1 when the file is gone (also when it didn't exist); retries while another process holds it.
+// Closes the file and removes it, retrying while another process holds it. 1 when the file is
+// gone, also when it didn't exist or its name can't name a file (a ? or *, a directory that
+// doesn't exist).
 KOVRA_CAPI(int) KovraFile_Remove(KovraFile* file, int flags);
-// Moves the file to (type, name), making missing directories; date fields in name are
-// replaced in place as long as the text doesn't grow. nameFlags 1: name is a real path.
+// Closes the file and moves it to (type, name) (a null type: the object's type, else "DFT"),
+// making missing directories and retrying while another process holds it; name gets its date
+// fields in place (see Buffers). nameFlags 1: name is a real path. 1 when the file was moved;
+// the object then names it there.
 KOVRA_CAPI(int) KovraFile_Rename(KovraFile* file, const char* type, char* name, int nameFlags);
 
 // --- directory, drive and path operations ------------------------------------------------
 
-// The directory of the real path (the path itself when it is a directory): removed, or made
-// the current directory. Nonzero on success.
+// The directory of the real path (the path itself when it is a directory): removed (it must
+// be empty), or made the current directory. Nonzero on success.
 KOVRA_CAPI(int) KovraFile_RmDir(KovraFile* file, int flags);
 KOVRA_CAPI(int) KovraFile_ChDir(KovraFile* file, int flags);
 // The current drive's number (1 is A:); ChDrive makes drive current, 1 on success.
@@ -194,11 +231,15 @@ KOVRA_CAPI(char*) KovraFile_GetCwd(KovraFile* file, int flags);
 // The real path's short or long form; the real path when it can't be translated.
 KOVRA_CAPI(char*) KovraFile_GetShortPathNameA(KovraFile* file, int flags);
 KOVRA_CAPI(char*) KovraFile_GetLongPathNameA(KovraFile* file, int flags);
-// Copies the file to (type, name); failIfExists nonzero keeps an existing target.
-// flags 1: name is a real path. 1 on success.
+// Copies the file to (type, name) (a null type: the object's type, else "DFT"), making the
+// directories it needs; failIfExists nonzero keeps an existing target. flags 1: name is a
+// real path. 1 on success.
 KOVRA_CAPI(int) KovraFile_CopyFileA(KovraFile* file, const char* type, const char* name, int failIfExists,
                                     int flags);
-// Appends the file to (type, name). 1 on success.
+// Appends the whole file to (type, name), which is created when missing. 1 on success; 0
+// when either file can't be opened, or (error -4) when the target is the file itself.
+// Besides that refusal the object records only what its own Flush, Seek and Read record:
+// a failure to open the target is not reported.
 KOVRA_CAPI(int) KovraFile_AppendFile(KovraFile* file, const char* type, const char* name, int flags);
 // The bytes free for the caller on the real path's drive, at most 4294967295.
 KOVRA_CAPI(unsigned long) KovraFile_GetDiskFreeSpaceA(KovraFile* file, int flags);
@@ -206,7 +247,8 @@ KOVRA_CAPI(unsigned long) KovraFile_GetDiskFreeSpaceA(KovraFile* file, int flags
 KOVRA_CAPI(int) KovraFile_IsNetDrive(KovraFile* file, int flags);
 // 1 when the real path exists, as a file or a directory.
 KOVRA_CAPI(int) KovraFile_Access(KovraFile* file, int flags);
-// Makes the directory that holds the file, with its missing parents. 1 on success.
+// Makes the directory that holds the file, with its missing parents: 1, also when it couldn't
+// be made; 0 for a name without a backslash, -1 for the root of a drive that doesn't exist.
 KOVRA_CAPI(int) KovraFile_MkDir(KovraFile* file, int flags);
 
 // --- static members: file types, settings, sessions and identity ----------------------------
@@ -214,6 +256,8 @@ KOVRA_CAPI(int) KovraFile_MkDir(KovraFile* file, int flags);
 // IsNetDrive(name): always 1.
 KOVRA_CAPI(int) Kovra_IsNetDrive(const char* name, int flags);
 // Adds the type to the shared table or changes its location (1..11) and encryption (1).
+// Always 1 (nothing is added for an empty name, one over 35 characters or a full table);
+// 0 only for a null name.
 KOVRA_CAPI(int) Kovra_AddFileType(const char* name, int location, int encryption, int flags);
 // Sets the debug level; returns the one it replaced.
 KOVRA_CAPI(int) Kovra_SetDebugLevel(int level, int flags);
@@ -229,7 +273,8 @@ KOVRA_CAPI(int) Kovra_RemoveSession(void* session, int flags);
 KOVRA_CAPI(int) Kovra_StartThread(void* session, unsigned long threadId, int flags);
 KOVRA_CAPI(int) Kovra_RemoveThread(void* session, unsigned long threadId, int flags);
 // Set the user ("ANNA" becomes USERS\ANNA), the client ("0042" becomes CLIENTS\0042) and the
-// module directory of the calling thread's session. Always 1.
+// module directory of the calling thread's session. 1; 0 for a user over 253 characters,
+// a client over 251 or a path over 259 with its final backslash.
 KOVRA_CAPI(int) Kovra_SetUser(const char* user, int flags);
 KOVRA_CAPI(int) Kovra_SetClient(const char* client, int flags);
 KOVRA_CAPI(int) Kovra_SetModulePath(const char* path, int flags);
@@ -240,6 +285,7 @@ KOVRA_CAPI(int) Kovra_IsValidClient(const char* client, int flags);
 
 // A new search object; null only when the memory for it is exhausted.
 KOVRA_CAPI(KovraFind*) KovraFind_Create(void);
+// Ends the search and frees the object.
 KOVRA_CAPI(void) KovraFind_Destroy(KovraFind* find);
 // Starts a search for pattern (null: "*.*") in the directory of type (null: "DFT").
 // flags 1: pattern is a real path. Nonzero when anything matches.

@@ -1,6 +1,8 @@
 // Read-only views of the library's state, for tools that inspect an installation
 // (the kovra command-line tool) and for tests. Plain C entry points, so that a
-// program may also find them with GetProcAddress.
+// program may also find them with GetProcAddress. Like the functions of capi.h they use
+// the calling convention KOVRA_CALL (__cdecl), the problem callback of KovraCheckConfig
+// too, whatever the compiler's default; any thread may call them.
 #pragma once
 
 #include "export.h"
@@ -34,27 +36,27 @@ struct KovraSession_S {
     int32_t referenceCount;
 };
 
-KOVRA_API int KovraGetSettings(struct KovraSettings_S* settings);
+KOVRA_API int KOVRA_CALL KovraGetSettings(struct KovraSettings_S* settings);
 
 // Copies record `index` of the shared file-type table; 0 past the end of the table.
-KOVRA_API int KovraGetFileType(int index, struct FileType_S* record);
+KOVRA_API int KOVRA_CALL KovraGetFileType(int index, struct FileType_S* record);
 
 // The words of the location (1..11) and encryption (1) tables; null for other indexes.
-KOVRA_API const char* KovraLocationWord(int index);
-KOVRA_API const char* KovraEncryptionWord(int index);
+KOVRA_API const char* KOVRA_CALL KovraLocationWord(int index);
+KOVRA_API const char* KOVRA_CALL KovraEncryptionWord(int index);
 
 // Entry `index` of this process's session list or thread list; 0 past the end.
-KOVRA_API int KovraGetSession(int index, struct KovraSession_S* session);
-KOVRA_API int KovraGetThreadBinding(int index, void** session, unsigned long* threadId);
+KOVRA_API int KOVRA_CALL KovraGetSession(int index, struct KovraSession_S* session);
+KOVRA_API int KOVRA_CALL KovraGetThreadBinding(int index, void** session, unsigned long* threadId);
 
 // The session record that the calling thread's file names resolve with (no message box).
-KOVRA_API int KovraGetThreadSession(struct KovraSession_S* session);
+KOVRA_API int KOVRA_CALL KovraGetThreadSession(struct KovraSession_S* session);
 
 // Checks a configuration file the way the first process reads it, reporting every
 // problem with its line number (0 for the file as a whole). Returns the number of
 // problems, or -1 when the file can't be opened.
-typedef void (*KovraConfigProblemFn)(void* context, int line, const char* problem);
-KOVRA_API int KovraCheckConfig(const char* path, KovraConfigProblemFn report, void* context);
+typedef void(KOVRA_CALL* KovraConfigProblemFn)(void* context, int line, const char* problem);
+KOVRA_API int KOVRA_CALL KovraCheckConfig(const char* path, KovraConfigProblemFn report, void* context);
 
 #ifdef __cplusplus
 }

@@ -70,7 +70,7 @@ public:
     KOVRA_API long Seek(long offset, int origin, int = 0);
     KOVRA_API unsigned long GetPosition(int = 0);
     KOVRA_API unsigned long GetLength(int = 0);
-    KOVRA_API int SetLength(unsigned long length, int = 0);
+    KOVRA_API int SetLength(unsigned long length, int = 0);  // leaves the position at the new length
     KOVRA_API int Lock(long position, int count, int = 0);
     KOVRA_API int UnLock(long position, int count, int = 0);
     // selector 1: creation time; any other value: time of the last write. Times are set from
@@ -106,7 +106,8 @@ public:
     KOVRA_API int SaveFile(const char* type = nullptr, const char* directory = nullptr,
                            const char* extension = nullptr, int nameFlags = 0, int flags = 0);
     KOVRA_API int Remove(int = 0);
-    // Date fields in name are replaced in place, as long as the text doesn't grow.
+    // Date fields in name are replaced in place, as long as the text doesn't grow; a name
+    // without date fields is never written to.
     KOVRA_API int Rename(const char* type, char* name, int nameFlags = 0);
 
     // --- directory, drive and path operations -------------------------------------------
@@ -127,6 +128,7 @@ public:
     KOVRA_API int MkDir(int = 0);
 
     // --- file types and settings -----------------------------------------------------------
+    // 1 for every name but null; names that are empty or longer than 35 characters aren't added.
     KOVRA_API static int AddFileType(const char* name, int location, int encryption, int = 0);
     KOVRA_API static int SetDebugLevel(int level, int = 0);
     KOVRA_API static int SetOption(int option, int value, int = 0);

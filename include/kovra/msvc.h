@@ -41,6 +41,7 @@ public:
     char* GetRealFileName(int flags = 0) { return KovraFile_GetRealFileName(m_file, flags); }
 
     // --- error state -----------------------------------------------------------------
+    // A message cut to length bytes keeps its NUL here (GCC's member fills all of them).
     int GetLastError(int* cause = nullptr, char* message = nullptr, int length = 0, int flags = 0)
     {
         return KovraFile_GetLastError(m_file, cause, message, length, flags);
@@ -56,9 +57,11 @@ public:
     {
         return KovraFile_Write(m_file, buffer, count, flags);
     }
+    // size characters and their NUL, as the member counts them: the C function takes the
+    // size of the whole buffer.
     int ReadString(char* buffer, unsigned int size, unsigned int* length = nullptr, int flags = 0)
     {
-        return KovraFile_ReadString(m_file, buffer, size, length, flags);
+        return KovraFile_ReadString(m_file, buffer, size + 1, length, flags);
     }
     unsigned int WriteString(const char* text, int flags = 0) { return KovraFile_WriteString(m_file, text, flags); }
     unsigned int WriteString(char* text, int flags = 0) { return KovraFile_WriteString(m_file, text, flags); }
@@ -226,9 +229,10 @@ public:
     static int IsValidClient(const char* client, int flags = 0) { return Kovra_IsValidClient(client, flags); }
 
 protected:
+    // realFileName holds 260 bytes; date fields that lengthen name are not written back.
     int BuildFileName(const char* type, char* name, char* realFileName, int flags)
     {
-        return KovraFile_BuildFileName(m_file, type, name, realFileName, flags);
+        return KovraFile_BuildFileName(m_file, type, name, realFileName, 260, flags);
     }
 
 private:

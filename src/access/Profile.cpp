@@ -101,8 +101,13 @@ int CKovra::WriteProfile(const char* section, const char* key, double value, int
 
 int CKovra::GetProfile(const char* section, const char* key, const char* defaultText, char* buffer, int size, int)
 {
-    if (!HasProfileFile(m_pState) || !buffer || size <= 0 || !ProfileTakes({section, key, defaultText}))
+    if (!buffer || size <= 0)
         return 0;
+    if (!HasProfileFile(m_pState) || !ProfileTakes({section, key, defaultText})) {
+        // Unasked, the platform's answer for a missing key stands: the default, cut to the buffer.
+        CopyText(buffer, static_cast<size_t>(size), defaultText);
+        return static_cast<int>(std::strlen(buffer));
+    }
     return static_cast<int>(::GetPrivateProfileStringA(section, key, defaultText, buffer, static_cast<DWORD>(size),
                                                        m_pState->m_szRealFileName));
 }
@@ -137,7 +142,10 @@ double CKovra::GetProfile(const char* section, const char* key, double defaultVa
 
 int CKovra::GetProfileSectionA(const char* section, char* buffer, int size, int)
 {
-    // The platform ends even an empty list with two NULs, whatever the size.
+    // The platform ends even an empty list with two NULs, whatever the size: a buffer of one
+    // byte gets the empty list's first NUL only.
+    if (buffer && size == 1)
+        buffer[0] = '\0';
     if (!HasProfileFile(m_pState) || !section || !buffer || size < 2 || !ProfileTakes({section}))
         return 0;
     return ::GetPrivateProfileSectionA(section, buffer, static_cast<DWORD>(size), m_pState->m_szRealFileName) > 0 ? 1

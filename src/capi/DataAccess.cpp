@@ -17,7 +17,10 @@ KOVRA_CAPI(unsigned int) KovraFile_Write(KovraFile* file, const void* buffer, un
 KOVRA_CAPI(int) KovraFile_ReadString(KovraFile* file, char* buffer, unsigned int size, unsigned int* length,
                                      int flags)
 {
-    return CallMember(file, 0, [=](CKovra& object) { return object.ReadString(buffer, size, length, flags); });
+    // The member's size counts the characters, without the NUL that follows them.
+    return CallMember(file, 0, [=](CKovra& object) {
+        return size > 0 ? object.ReadString(buffer, size - 1, length, flags) : 0;
+    });
 }
 
 KOVRA_CAPI(unsigned int) KovraFile_WriteString(KovraFile* file, const char* text, int flags)

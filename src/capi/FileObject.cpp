@@ -2,6 +2,7 @@
 #include <new>
 
 #include "capi/Handles.h"
+#include "file/PathParts.h"
 #include "platform/Text.h"
 
 namespace {
@@ -76,16 +77,33 @@ KOVRA_CAPI(char*) KovraFile_GetRealFileName(KovraFile* file, int flags)
     return CallMember(file, EmptyText(), [=](CKovra& object) { return object.GetRealFileName(flags); });
 }
 
-KOVRA_CAPI(int) KovraFile_BuildFileName(KovraFile* file, const char* type, char* name, char* realFileName, int flags)
+KOVRA_CAPI(int) KovraFile_BuildFileName(KovraFile* file, const char* type, char* name, char* realFileName, int size,
+                                        int flags)
 {
     return CallMember(file, 0, [=](CKovra& object) {
-        return (object.*ProtectedMembers::kBuildFileName)(type, name, realFileName, flags);
+        // The member takes buffers of 260 bytes: it works on copies, and the caller's buffers
+        // get what fits them.
+        char datedName[kPathBufferSize];
+        char path[kPathBufferSize];
+        if (!name || !realFileName || !CopyText(datedName, name))
+            return 0;
+        const int built = (object.*ProtectedMembers::kBuildFileName)(type, datedName, path, flags);
+        PutDateFieldsInPlace(name, datedName);
+        return built && CopyText(realFileName, BufferSize(size), path) ? 1 : 0;
     });
 }
 
 KOVRA_CAPI(int) KovraFile_GetLastError(KovraFile* file, int* cause, char* message, int length, int flags)
 {
-    return CallMember(file, 0, [=](CKovra& object) { return object.GetLastError(cause, message, length, flags); });
+    return CallMember(file, 0, [=](CKovra& object) {
+        // The member copies a message as strncpy does, without a NUL when it fills the buffer:
+        // the text comes whole into a buffer of its own and is cut here with its NUL.
+        char text[kMessageBufferSize] = "";
+        const int reported = object.GetLastError(cause, message ? text : nullptr, sizeof text - 1, flags);
+        if (reported && message)
+            CopyText(message, BufferSize(length), text);
+        return reported;
+    });
 }
 
 KOVRA_CAPI(int) KovraFile_IsDirectory(KovraFile* file, int flags)

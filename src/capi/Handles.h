@@ -6,6 +6,15 @@
 #include "kovra/capi.h"
 #include "kovra/kovra.h"
 
+// Room for every text that a member reports: GetLastError's longest report included.
+constexpr size_t kMessageBufferSize = 1024;
+
+// A caller's buffer size as the bounded copies take it: nothing is written for 0 or less.
+inline size_t BufferSize(int size) noexcept
+{
+    return size > 0 ? static_cast<size_t>(size) : 0;
+}
+
 // A handle is the address of its object under an opaque type.
 inline CKovra* ObjectOf(KovraFile* file) noexcept
 {

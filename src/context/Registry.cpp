@@ -240,7 +240,7 @@ typename List::iterator EntryAt(List& list, int index)
 
 } // namespace
 
-extern "C" int KovraGetSession(int index, KovraSession_S* session)
+extern "C" int KOVRA_CALL KovraGetSession(int index, KovraSession_S* session)
 {
     CSingleLock lock(theApp.m_mutex);
     if (!session || index < 0 || !lock.Lock(INFINITE))
@@ -252,7 +252,7 @@ extern "C" int KovraGetSession(int index, KovraSession_S* session)
     return 1;
 }
 
-extern "C" int KovraGetThreadBinding(int index, void** session, unsigned long* threadId)
+extern "C" int KOVRA_CALL KovraGetThreadBinding(int index, void** session, unsigned long* threadId)
 {
     CSingleLock lock(theApp.m_mutex);
     if (index < 0 || !lock.Lock(INFINITE))
@@ -267,7 +267,7 @@ extern "C" int KovraGetThreadBinding(int index, void** session, unsigned long* t
     return 1;
 }
 
-extern "C" int KovraGetThreadSession(KovraSession_S* session)
+extern "C" int KOVRA_CALL KovraGetThreadSession(KovraSession_S* session)
 {
     ThreadInfo record;
     std::memset(&record, 0, sizeof record);

@@ -61,3 +61,9 @@ PathBuilder& PathBuilder::AddWithout(const char* text, size_t skip)
     size_t length = std::strlen(text);
     return length > skip ? Add(text + skip, length - skip) : *this;
 }
+
+void PutDateFieldsInPlace(char* name, const char* datedName)
+{
+    if (std::strcmp(name, datedName) != 0 && std::strlen(datedName) <= std::strlen(name))
+        std::strcpy(name, datedName);
+}

@@ -15,6 +15,11 @@ const char* LastPart(const char* name);
 // A name that contains a colon or begins with two backslashes is a real path as it stands.
 bool IsRealPathName(const char* name);
 
+// Gives the caller's name the date fields that resolution put into datedName, in place, where
+// they keep its length: the caller's text has no more room. A name without date fields is
+// never written to, so it may be a constant.
+void PutDateFieldsInPlace(char* name, const char* datedName);
+
 // Joins pieces into a path of at most kMaxPathChars; remembers whether everything fit.
 class PathBuilder {
 public:

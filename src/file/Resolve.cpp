@@ -154,7 +154,8 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
     if (std::strchr(name, '%')) {
         CopyText(datedName, name);
         SubstituteDateFields(datedName);
-        if (std::strlen(datedName) < nameSize)
+        // Only a name that holds date fields is written to: a text without them may be a constant.
+        if (std::strcmp(datedName, name) != 0 && std::strlen(datedName) < nameSize)
             std::strcpy(name, datedName);
         resolvedName = datedName;
     }

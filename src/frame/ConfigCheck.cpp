@@ -3,6 +3,7 @@
 // without loading the library.
 #include "frame/ConfigCheck.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -58,16 +59,22 @@ public:
                 ReportRepeat(m_sections[index], m_sections[first->second]);
             CheckType(m_sections[index], chains.Resolve(m_sections[index].name));
         }
-        return m_problems;
+        // Found line by line and then section by section, reported in the order of the lines.
+        std::stable_sort(m_problems.begin(), m_problems.end(),
+                         [](const Problem& one, const Problem& other) { return one.line < other.line; });
+        for (const Problem& problem : m_problems)
+            if (m_report)
+                m_report(m_context, problem.line, problem.text.c_str());
+        return static_cast<int>(m_problems.size());
     }
 
 private:
-    void Report(int line, const std::string& text)
-    {
-        ++m_problems;
-        if (m_report)
-            m_report(m_context, line, text.c_str());
-    }
+    struct Problem {
+        int line;
+        std::string text;
+    };
+
+    void Report(int line, const std::string& text) { m_problems.push_back({line, text}); }
 
     void ScanLines(const std::string& bytes)
     {
@@ -94,26 +101,49 @@ private:
 
     void NoteKey(const std::string& line, int lineNumber, SectionLines* section, bool inSettings)
     {
-        size_t equals = line.find('=');
-        if (equals == std::string::npos || line[0] == ';')
+        if (line.empty() || line[0] == ';')
             return;
-        std::string key = Trim(line.substr(0, equals));
-        std::string value = Trim(line.substr(equals + 1));
+        const size_t equals = line.find('=');
+        const std::string key = Trim(line.substr(0, equals));
+        if (equals == std::string::npos) {
+            NoteKeyWithoutValue(key, lineNumber, section);
+            return;
+        }
         if (inSettings) {
-            CheckSetting(key, value, lineNumber);
+            CheckSetting(key, Trim(line.substr(equals + 1)), lineNumber);
             return;
         }
         if (!section)
             return;
-        if (::lstrcmpiA(key.c_str(), "Location") == 0 && !section->location)
-            section->location = lineNumber;
-        else if (::lstrcmpiA(key.c_str(), "Encryption") == 0 && !section->encryption)
-            section->encryption = lineNumber;
-        else if (::lstrcmpiA(key.c_str(), "BaseType") == 0 && !section->baseType)
-            section->baseType = lineNumber;
-        else if (::lstrcmpiA(key.c_str(), "Location") != 0 && ::lstrcmpiA(key.c_str(), "Encryption") != 0 &&
-                 ::lstrcmpiA(key.c_str(), "BaseType") != 0)
+        int* first = KeyLine(*section, key);
+        if (!first)
             Report(lineNumber, "unknown key '" + key + "' in [" + section->name + "]");
+        else if (!*first)
+            *first = lineNumber;  // the first line of a key is the one read
+    }
+
+    // The profile service reads a type's key without '=' as missing, and as the first line of
+    // that key it hides the later ones.
+    void NoteKeyWithoutValue(const std::string& key, int lineNumber, SectionLines* section)
+    {
+        int* first = section ? KeyLine(*section, key) : nullptr;
+        if (!first || *first)
+            return;
+        *first = lineNumber;
+        Report(lineNumber, "'" + key + "' without '=' in [" + section->name + "]: the key reads as missing, and the " +
+                               key + " lines after it are not read");
+    }
+
+    // The line of the section's first Location, Encryption or BaseType key; null for other keys.
+    static int* KeyLine(SectionLines& section, const std::string& key)
+    {
+        if (::lstrcmpiA(key.c_str(), "Location") == 0)
+            return &section.location;
+        if (::lstrcmpiA(key.c_str(), "Encryption") == 0)
+            return &section.encryption;
+        if (::lstrcmpiA(key.c_str(), "BaseType") == 0)
+            return &section.baseType;
+        return nullptr;
     }
 
     void CheckSetting(const std::string& key, const std::string& value, int lineNumber)
@@ -174,7 +204,7 @@ private:
     KovraConfigProblemFn m_report;
     void* m_context;
     std::vector<SectionLines> m_sections;
-    int m_problems = 0;
+    std::vector<Problem> m_problems;
 };
 
 } // namespace

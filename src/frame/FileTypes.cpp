@@ -51,11 +51,14 @@ bool FindFileType(const char* name, FileType_S& record)
 
 int CKovra::AddFileType(const char* name, int location, int encryption, int)
 {
-    // A name that the record can't hold whole is refused rather than cut: a cut name
-    // could stand for another type.
+    // Nothing is added for the empty name (it would end the table where it stands) or for
+    // one that the record can't hold whole (a cut name could stand for another type); the
+    // answer is 1 all the same, as for a full table. Only a null pointer is refused.
     FileType_S* table = FileTypeTable();
-    if (!name || !*name || std::strlen(name) > kMaxTypeNameChars)
+    if (!name)
         return 0;
+    if (!*name || std::strlen(name) > kMaxTypeNameChars)
+        return 1;
     int index = 0;
     while (index < kMaxFileTypes && table[index].name[0] && !NameEquals(table[index], name))
         ++index;

@@ -9,7 +9,7 @@
 #include "kovra/diag.h"
 #include "platform/Text.h"
 
-extern "C" int KovraGetSettings(KovraSettings_S* settings)
+extern "C" int KOVRA_CALL KovraGetSettings(KovraSettings_S* settings)
 {
     if (!settings)
         return 0;
@@ -27,7 +27,7 @@ extern "C" int KovraGetSettings(KovraSettings_S* settings)
     return 1;
 }
 
-extern "C" int KovraGetFileType(int index, FileType_S* record)
+extern "C" int KOVRA_CALL KovraGetFileType(int index, FileType_S* record)
 {
     const FileType_S* table = FileTypeTable();
     if (!record || index < 0 || index >= kMaxFileTypes)
@@ -40,17 +40,17 @@ extern "C" int KovraGetFileType(int index, FileType_S* record)
     return 1;
 }
 
-extern "C" const char* KovraLocationWord(int index)
+extern "C" const char* KOVRA_CALL KovraLocationWord(int index)
 {
     return LocationWord(index);
 }
 
-extern "C" const char* KovraEncryptionWord(int index)
+extern "C" const char* KOVRA_CALL KovraEncryptionWord(int index)
 {
     return EncryptionWord(index);
 }
 
-extern "C" int KovraCheckConfig(const char* path, KovraConfigProblemFn report, void* context)
+extern "C" int KOVRA_CALL KovraCheckConfig(const char* path, KovraConfigProblemFn report, void* context)
 {
     return RunInCallFrame(-1, [&] { return CheckConfigFile(path, report, context); });
 }

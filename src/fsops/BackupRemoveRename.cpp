@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "file/KovraFileState.h"
+#include "file/PathParts.h"
 #include "file/SharingRetry.h"
 #include "frame/KovraApp.h"
 #include "fsops/DirCreate.h"
@@ -84,8 +85,7 @@ int CKovra::Rename(const char* type, char* name, int nameFlags)
     char newPath[kPathBufferSize];
     if (!ResolveTarget(type, name, newName, newPath, nameFlags))
         return 0;
-    if (std::strlen(newName) <= std::strlen(name))  // the caller's text gets its date fields
-        std::strcpy(name, newName);
+    PutDateFieldsInPlace(name, newName);
 
     Close(1);
     MkDirTreeOfParent(newPath);

@@ -43,12 +43,10 @@ int CKovra::AppendFile(const char* type, const char* name, int)
     if (!name)  // without a name the target would be a new temporary file
         return Refuse(*m_pState, kErrorInvalidArgument);
     Flush(0);
+    // The destination's failures stay with the destination object.
     CKovra destination(type, name, KOVRA_APPEND, nullptr, 0);
-    if (!destination.IsOpen(0)) {
-        if (destination.m_pState && destination.m_pState->m_nError)  // a refused name, reported as by CopyFileA
-            Refuse(*m_pState, static_cast<KovraError>(destination.m_pState->m_nError));
+    if (!destination.IsOpen(0))
         return 0;
-    }
     const bool ownFileOpen = IsOpen(0) != 0;
     CKovra reader;  // reads the file when this object doesn't hold it open
     if (!ownFileOpen)

@@ -77,7 +77,9 @@ int MkDirTreeOfParent(const char* path)
 
 bool MayExist(const char* path)
 {
-    return path && path[0] && (_access(path, 0) == 0 || errno != ENOENT);
+    // ENOENT: nothing there, or a directory of the path is missing; EINVAL: the name holds
+    // characters that no file's name can hold. Any other failure proves nothing.
+    return path && path[0] && (_access(path, 0) == 0 || (errno != ENOENT && errno != EINVAL));
 }
 
 int CKovra::Access(int)

@@ -8,8 +8,9 @@
 int MkDirTree(const char* path);
 
 // Whether a file may exist under path: false only when the existence test says that
-// nothing is there. A test that fails for another reason (access refused, a network
-// error) proves nothing, so a file that must be removed is then removed all the same.
+// nothing is there or that the path can't name a file (invalid characters, a missing
+// directory). A test that fails for another reason (access refused, a network error, no
+// memory) proves nothing, so a file that must be removed is then removed all the same.
 bool MayExist(const char* path);
 
 // MkDirTree on the part of path before its last backslash: the directory that holds

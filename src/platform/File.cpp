@@ -308,13 +308,9 @@ ULONGLONG CFile::GetLength() const
 void CFile::SetLength(ULONGLONG length)
 {
     ThrowIfNotOpen();
-    // The end of the file is set at the file pointer, so move it there and back. A pointer
-    // that can't be moved back is a failure too: the next write would land elsewhere.
-    LARGE_INTEGER zero = {};
-    LARGE_INTEGER saved;
-    if (!::SetFilePointerEx(m_hFile, zero, &saved, FILE_CURRENT) ||
-        !::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile) ||
-        !::SetFilePointerEx(m_hFile, saved, nullptr, FILE_BEGIN))
+    // The end of the file is set at the file pointer, which stays there: the next write
+    // follows the new end, as applications of the platform's file class expect.
+    if (!::SetFilePointerEx(m_hFile, ToLarge(length), nullptr, FILE_BEGIN) || !::SetEndOfFile(m_hFile))
         CFileException::ThrowLastError(m_szFileName);
 }
 

@@ -358,18 +358,4 @@ TEST(FaultRegressions, AFailedExistenceTestIsNoMissingFile)
     EXPECT_FALSE(kovratest::PathExists(path));
 }
 
-// SetLength moves the file pointer to the new end and back; a pointer that can't be moved
-// back would send the next write elsewhere, so the member fails and tells why.
-TEST(FaultRegressions, SetLengthFailsWhenThePositionCantBeMovedBack)
-{
-    kovratest::ScratchDirectory scratch(kRoot);
-    kovratest::WriteFileBytes(scratch / "LENGTH.TXT", "0123456789");
-    CKovra file("DFT", "LENGTH.TXT", KOVRA_READWRITE, nullptr, 0);
-    file.Seek(2, 0, 0);
-    int set = 1;
-    WithFailedCall("SetFilePointerEx", 3, Fault::accessDenied, [&] { set = file.SetLength(4, 0); });
-    EXPECT_EQ(set, 0);
-    EXPECT_EQ(kovratest::CauseOf(file), 5);
-}
-
 } // namespace

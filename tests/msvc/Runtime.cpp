@@ -31,7 +31,7 @@ void mainCRTStartup(void)
 
 } // extern "C"
 
-void Print(const char* format, ...)
+void __cdecl Print(const char* format, ...)
 {
     char text[1025];  // the most that wvsprintfA writes
     va_list arguments;
@@ -43,7 +43,7 @@ void Print(const char* format, ...)
     WriteFile(GetStdHandle(kStandardOutput), text, static_cast<unsigned long>(length), &written, nullptr);
 }
 
-void PrintBytes(const void* bytes, unsigned int count)
+void __cdecl PrintBytes(const void* bytes, unsigned int count)
 {
     for (unsigned int index = 0; index < count; ++index)
         Print(" %02x", static_cast<const unsigned char*>(bytes)[index]);
@@ -65,7 +65,7 @@ unsigned long __stdcall RunWork(void* parameter)
 
 } // namespace
 
-void RunOnSecondThread(void (*work)(void* context), void* context)
+void __cdecl RunOnSecondThread(void(__cdecl* work)(void* context), void* context)
 {
     Work parameter = {work, context};
     void* thread = CreateThread(nullptr, 0, &RunWork, &parameter, 0, nullptr);

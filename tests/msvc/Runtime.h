@@ -6,16 +6,18 @@
 extern "C" {
 #endif
 
+// Stated __cdecl: Walk.c is built with the 32-bit default __stdcall (/Gz), as an application
+// may be, to show that the library's headers state their convention.
 // The program's own part: mainCRTStartup runs it and exits with its result.
-int Main(void);
+int __cdecl Main(void);
 
 // Writes to the standard output as wsprintf formats (%s, %d, %u, %lu, %02x: no floating point).
-void Print(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void __cdecl Print(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // Each byte as a blank and two lower-case hex digits.
-void PrintBytes(const void* bytes, unsigned int count);
+void __cdecl PrintBytes(const void* bytes, unsigned int count);
 
 // Runs work(context) on a new thread and waits for its end.
-void RunOnSecondThread(void (*work)(void* context), void* context);
+void __cdecl RunOnSecondThread(void(__cdecl* work)(void* context), void* context);
 
 __declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
 

@@ -6,7 +6,7 @@
 
 // Every type's real path for one name, with a module directory, a client and a user set for
 // a session of the calling thread's own.
-static void ResolveEveryType(void* context)
+static void __cdecl ResolveEveryType(void* context)
 {
     KovraFile* file = (KovraFile*)context;
     void* const session = (void*)4711;
@@ -24,7 +24,12 @@ static void ResolveEveryType(void* context)
     Kovra_RemoveSession(session, 0);
 }
 
-int Main(void)
+static void KOVRA_CALL PrintProblem(void* context, int line, const char* problem)
+{
+    Print("problem %d %s%s\n", line, problem, (const char*)context);
+}
+
+int __cdecl Main(void)
 {
     Print("interface %d\n", Kovra_InterfaceVersion());
     KovraFile* file = KovraFile_Create(0, 0, 0, 0, 0);
@@ -61,6 +66,7 @@ int Main(void)
           KovraFile_GetProfileULong(file, "Window", "Big", 0, 0),
           (int)(KovraFile_GetProfileDouble(file, "Window", "Zoom", 0.0, 0) * 100),
           KovraFile_GetProfileInt(file, "Window", "Height", 480, 0));
+    Print("checked %d\n", KovraCheckConfig(KovraFile_GetRealFileName(file, 0), &PrintProblem, "."));
 
     // Two backups of a day, and a search for the second.
     for (int generation = 1; generation <= 2; ++generation) {

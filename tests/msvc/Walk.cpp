@@ -26,6 +26,11 @@ void ResolveEveryType(void* context)
     CKovra::RemoveSession(session);
 }
 
+void KOVRA_CALL PrintProblem(void* context, int line, const char* problem)
+{
+    Print("problem %d %s%s\n", line, problem, static_cast<const char*>(context));
+}
+
 } // namespace
 
 int Main(void)
@@ -64,6 +69,7 @@ int Main(void)
     Print("profile %s %d %lu %d %d\n", bytes, file.GetProfile("Window", "Width", 0),
           file.GetProfile("Window", "Big", 0UL), static_cast<int>(file.GetProfile("Window", "Zoom", 0.0) * 100),
           file.GetProfile("Window", "Height", 480));
+    Print("checked %d\n", KovraCheckConfig(file.GetRealFileName(), &PrintProblem, const_cast<char*>(".")));
 
     // Two backups of a day, and a search for the second.
     for (int generation = 1; generation <= 2; ++generation) {

@@ -65,8 +65,9 @@ TEST(Cli, ResolveTypesSettingsAndCheckConfig)
         return name + location + "DEFAULT";
     };
     // A wrong configuration is checked as an argument: the library won't load with it in force.
-    WriteFileBytes(wrong, "[DefaultSettings]\r\nOption=0x10\r\nColour=blue\r\n[A]\r\nBaseType=B\r\n[B]\r\n"
-                          "BaseType=A\r\n[ARC]\r\nLocation=ARCHIVE\r\n[arc]\r\n");
+    WriteFileBytes(wrong, "[DefaultSettings]\r\nOption=0x10\r\nColour=blue\r\n[A]\r\nBaseType=B\r\nShade=red\r\n"
+                          "[B]\r\nBaseType=A\r\n[ARC]\r\nLocation=ARCHIVE\r\n[arc]\r\n[NOEQ]\r\nLocation\r\n"
+                          "Location=NOWHERE\r\n");
     site.Expect({
         {"resolve T_USER SUB\\A.TXT", 0, {base + "A.TXT"}},
         {"resolve T_USER SUB\\A.TXT --user ANNA --client 42", 0, {base + "CLIENTS\\42\\USERS\\ANNA\\A.TXT"}},
@@ -87,11 +88,14 @@ TEST(Cli, ResolveTypesSettingsAndCheckConfig)
         {"check-config " + wrong, 1, {wrong + ":2: Option value '0x10' is not a decimal number: it reads as 0",
                                       wrong + ":3: unknown key 'Colour' in [DefaultSettings]",
                                       wrong + ":5: BaseType chain of [A] loops back to [A]",
-                                      wrong + ":7: BaseType chain of [B] loops back to [B]",
-                                      wrong + ":9: unknown location word 'ARCHIVE' for [ARC]",
-                                      wrong + ":10: section [arc] repeats [ARC] of line 8: both read the same keys",
-                                      wrong + ":10: unknown location word 'ARCHIVE' for [arc]",
-                                      wrong + ": 7 problems"}},
+                                      wrong + ":6: unknown key 'Shade' in [A]",  // in the order of the lines
+                                      wrong + ":8: BaseType chain of [B] loops back to [B]",
+                                      wrong + ":10: unknown location word 'ARCHIVE' for [ARC]",
+                                      wrong + ":11: section [arc] repeats [ARC] of line 9: both read the same keys",
+                                      wrong + ":11: unknown location word 'ARCHIVE' for [arc]",
+                                      wrong + ":13: 'Location' without '=' in [NOEQ]: the key reads as missing, and "
+                                              "the Location lines after it are not read",
+                                      wrong + ": 9 problems"}},
     });
 }
 
@@ -147,12 +151,19 @@ TEST(Cli, FileAndProfileCommands)
     WriteFileBytes(base + "IN.TXT", "one\r\ntwo\r\n");
     EXPECT_EQ("one\r\ntwo\r\n", site.Run("cat T_DATA IN.TXT").output);
     EXPECT_EQ("one\ntwo\n", site.Run("cat T_DATA IN.TXT --text").output);
+    const std::string gone = base + "GONE\\MISSING.TXT";  // a file that is only read makes no directory
     site.Expect({
-        {"cat T_DATA MISSING.TXT", 1, {"kovra: " + base + "MISSING.TXT was not found."}},
+        {"cat T_DATA GONE\\MISSING.TXT", 1, {"kovra: there is no file " + gone}},
+        {"hold T_DATA GONE\\MISSING.TXT", 1, {"kovra: there is no file " + gone}},
+        {"append T_DATA GONE\\MISSING.TXT T_WKSTA COPY.TXT", 1, {"kovra: nothing to append: there is no file " + gone}},
         {"copy T_DATA IN.TXT T_WKSTA COPY.TXT", 0, {}},
         {"append T_DATA IN.TXT T_WKSTA COPY.TXT", 0, {}},
+        {"append T_DATA IN.TXT T_DATA IN.TXT", 1,
+         {"kovra: Kovra : KOVRA_ERROR(T_DATA, IN.TXT, " + base + "IN.TXT, -4): the target is the file itself"}},
         {"copy T_DATA IN.TXT T_DATA ORDERS.DAT", 0, {}},
         {"save T_DATA ORDERS.DAT", 0, {base + backup}},  // the day's first backup; the file moves there
+        {"append T_DATA IN.TXT T_DATA SAV", 1,
+         {"kovra: can't append to " + base + "SAV: Access to " + base + "SAV was denied."}},
         {"find T_DATA SAV\\*.SAV", 0, {"        10  " + backup}},
         {"mv T_DATA IN.TXT T_DATA NEW\\MOVED.TXT", 0, {base + "NEW\\MOVED.TXT"}},
         {"cat T_DATA NEW\\MOVED.TXT", 0, {"one", "two"}},
@@ -164,6 +175,13 @@ TEST(Cli, FileAndProfileCommands)
         {"profile get T_WKSTA DEMO.INI Window", 0, {"Width=640", "Title=Orders"}},
         {"profile get T_WKSTA DEMO.INI Window Height", 1, {"kovra: no key Height in [Window] of " + profile}},
     });
+    ExpectRuns(site.Environment(), {
+        {"hold T_DATA IN.TXT --for abc", 2, {"kovra hold: --for wants a number of milliseconds, not 'abc'"}},
+        {"cat --help", 0, {"Usage: kovra cat TYPE NAME [--text] [context options]", "",
+                           "Writes the file's bytes to the standard output. With --text the library reads it in",
+                           "text mode, which drops every CR byte: CR LF line ends come out as LF."}},
+    }, true);
+    EXPECT_FALSE(PathExists(base + "GONE"));
     EXPECT_EQ("one\r\ntwo\r\none\r\ntwo\r\n", ReadFileBytes(site.Workstation() + "COPY.TXT"));
     EXPECT_FALSE(PathExists(base + "ORDERS.DAT"));
     EXPECT_EQ("[Window]\r\nWidth=640\r\nTitle=Orders\r\n", ReadFileBytes(profile));

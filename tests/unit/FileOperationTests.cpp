@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "FileChecks.h"
+#include "kovra/capi.h"
 
 using namespace kovratest;
 
@@ -64,8 +65,11 @@ TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
     CKovra file("T_BASE", "REMOVE\\F.TXT", KOVRA_READWRITE);
     EXPECT_EQ(1, file.Remove());
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
-    EXPECT_EQ(1, file.Remove());  // nothing there any more, and nothing recorded
-    EXPECT_EQ(0, CauseOf(file));
+    for (const char* gone : {"REMOVE\\F.TXT", "REMOVE\\A?B.TXT", "REMOVE\\NO\\F.TXT"}) {  // or no file's name
+        ASSERT_EQ(1, file.Open("T_BASE", gone, KOVRA_RESOLVE_ONLY));
+        EXPECT_EQ(1, file.Remove()) << gone;
+        EXPECT_EQ(0, CauseOf(file)) << gone;  // nothing recorded
+    }
     CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
     const std::string temporaryPath = temporary.GetRealFileName();
     EXPECT_EQ(1, temporary.Remove());
@@ -94,6 +98,12 @@ TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWitho
     EXPECT_EQ(1, file.Rename("T_BASE", grown));
     EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
     EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
+    // A name without date fields is never written to: a constant will do, through the C interface too.
+    EXPECT_EQ(1, file.Rename("T_BASE", const_cast<char*>("RENAME\\K.TXT")));
+    KovraFile* handle = KovraFile_Create("T_BASE", "RENAME\\K.TXT", KOVRA_RESOLVE_ONLY, nullptr, 0);
+    EXPECT_EQ(1, KovraFile_Rename(handle, nullptr, const_cast<char*>("RENAME\\L.TXT"), 0));
+    KovraFile_Destroy(handle);
+    EXPECT_EQ("abc", ReadFileBytes(directory / "L.TXT"));
 
     NameFile(file, "RENAME\\F.TXT", "f");
     auto expectUnchanged = [&](int cause) {
@@ -140,10 +150,13 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
     EXPECT_EQ("head:" + source, ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(20000ul, file.GetPosition());
+    EXPECT_EQ(5, CauseOf(file));  // what it records is its own: a Flush of a file opened for reading
     NameFile(file, "COPY\\ABC.TXT", "abc");  // opened for the copy and closed again
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
     EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(0, file.IsOpen());
+    EXPECT_EQ(0, file.AppendFile("NOPE", "COPY\\APP.TXT"));
+    EXPECT_EQ(0, CauseOf(file));  // the destination's failure stays with the destination
     NameFile(file, "COPY\\EMPTY.TXT", "");  // nothing to append, a missing destination made
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\SUB\\MADE.TXT"));
     EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
@@ -195,28 +208,29 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
 }
 
-// FIND\A.TXT, B.TXT, C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
+// FIND\A.TXT, B.TXT (hidden), C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
 TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirectory)
 {
     ScratchDirectory directory(kBase + "FIND");
     for (const char* name : {"A.TXT", "B.TXT", "C.TXT", "SUB\\F.TXT"})
         WriteFileBytes(directory / name, name);
+    ASSERT_TRUE(::SetFileAttributesA((directory / "B.TXT").c_str(), FILE_ATTRIBUTE_HIDDEN));
     ASSERT_EQ(1, CKovra::SetModulePath(directory.Path().c_str()));
     CKovraFind find;
     auto entries = [&find] {  // the entries still to come, sorted: directories end in a backslash
         Lines found;
         while (find.FindNextFileA())
-            found.push_back((find.IsDots() ? "dots " : "") + std::string(find.GetFileName()) +
-                            (find.IsDirectory() ? "\\" : ""));
+            found.push_back((find.IsDots() ? "dots " : find.IsHidden() ? "hidden " : "") +
+                            std::string(find.GetFileName()) + (find.IsDirectory() ? "\\" : ""));
         std::sort(found.begin(), found.end());
         return found;
     };
     ASSERT_NE(0, find.FindFile("T_BASE", "FIND\\*.TXT"));
-    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT"}), entries());
+    EXPECT_EQ((Lines{"A.TXT", "C.TXT", "hidden B.TXT"}), entries());
     EXPECT_EQ(0, find.FindFile("T_BASE", "FIND\\*.XYZ"));
     EXPECT_EQ(0, find.FindNextFileA());
     ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
-    EXPECT_EQ((Lines{"A.TXT", "B.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\"}), entries());
+    EXPECT_EQ((Lines{"A.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\", "hidden B.TXT"}), entries());
 
     ASSERT_NE(0, find.FindFile("T_MODULE", "SUB\\*.TXT"));
     ASSERT_NE(0, find.FindNextFileA());

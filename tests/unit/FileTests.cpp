@@ -25,11 +25,14 @@ TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslatedAndMkDirAndAcce
     EXPECT_EQ(0, file.Open("T_BASE", name, KOVRA_READ));  // a missing file: only its directory is made
     EXPECT_TRUE(PathExists(directory / "RW\\"));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // creates
+    EXPECT_EQ(1, file.IsWritable());
     EXPECT_EQ(3u, file.Write("abc", 3));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READWRITE));  // keeps the contents
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_READ));
+    EXPECT_EQ(0, file.IsWritable());
     EXPECT_EQ(0u, file.Write("x", 1));
     EXPECT_EQ(1, file.Open("T_BASE", name, KOVRA_APPEND));
+    EXPECT_EQ(1, file.IsWritable());
     file.Seek(0, 0);
     file.Write("de", 2);
     file.Close();
@@ -263,6 +266,7 @@ TEST(PositionLockTime, SeekTheOperatorsTheLengthAndTimeStampsBySelector)
     EXPECT_EQ(&file, *(file += 3) -= 5);
     EXPECT_EQ(2ul, file.GetPosition());
     EXPECT_EQ(1, file.SetLength(12));
+    EXPECT_EQ(12ul, file.GetPosition());  // at the new end, as the platform's file class leaves it
     EXPECT_EQ(12ul, file.GetLength());
     EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
     // Positions cross as 32 bits: past 2 GiB whole as unsigned values, negative as Seek's long.
@@ -331,6 +335,9 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     CKovra unnamed;  // without a resolved name there is no profile file
     EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
     EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
+    char text[3] = "xy";  // the default, cut to the buffer, as for a missing key
+    EXPECT_EQ(2, unnamed.GetProfile("S", "K", "dflt", text, sizeof text));
+    EXPECT_STREQ("df", text);
 
     // Readers parse what is there or give the default. 127 characters read 12 (all 200: 1.2e74).
     const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
@@ -379,9 +386,19 @@ TEST(CInterface, HandlesTheFailureValuesOfANullHandleAndTheOperatorsResults)
     EXPECT_EQ(2UL, KovraFile_GetPosition(file, 0));
     EXPECT_EQ("5-x\r\n", ReadFileBytes(directory / "F.TXT"));
     char name[260] = "D%y%M%D.TXT", realFileName[260] = "";  // date fields keeping the length: in place
-    EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, 0));
+    EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, sizeof realFileName, 0));
     EXPECT_EQ("D" + CurrentUtcDate("%y%m%d") + ".TXT", std::string(name));
     EXPECT_EQ(kBase + name, std::string(realFileName));
+    // Every buffer takes its size with the NUL: a longer text is cut and terminated.
+    char line[3], text[8];
+    KovraFile_OperatorAssign(file, 0);
+    EXPECT_EQ(1, KovraFile_ReadString(file, line, sizeof line, nullptr, 0));
+    EXPECT_STREQ("5-", line);
+    EXPECT_EQ(0, KovraFile_BuildFileName(file, "T_BASE", name, text, sizeof text, 0));
+    EXPECT_EQ(kBase.substr(0, 7), text);
+    EXPECT_EQ(0, KovraFile_Open(file, "T_BASE", "CI\\MISSING.TXT", KOVRA_READ, nullptr, 0));
+    EXPECT_EQ(1, KovraFile_GetLastError(file, nullptr, text, sizeof text, 0));
+    EXPECT_EQ(kBase.substr(0, 7), text);  // of "<base>CI\MISSING.TXT was not found."
     KovraFile_Destroy(file);
 }
 

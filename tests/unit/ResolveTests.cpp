@@ -113,6 +113,7 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceDateFieldsAndTheFailuresReporte
     std::strcpy(name, ("N" + fits).c_str());  // one more doesn't fit: the name stays as it is
     EXPECT_EQ(0, builder.BuildFileName("T_BASE", name, real, 1));
     EXPECT_EQ("N" + fits, std::string(name));
+    EXPECT_EQ(1, builder.BuildFileName("T_BASE", const_cast<char*>("100%.TXT"), real, 0));  // no date fields: untouched
 
     // What GetLastError reports: unknown types, overlong names and file failures, each once.
     ScratchDirectory directory(kBase + "ERR");
@@ -148,7 +149,8 @@ TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAtMost35CharactersAndAtMost14
     EXPECT_EQ(1, CKovra::AddFileType("ABC", 6, 1));
     EXPECT_EQ(1, CKovra::AddFileType("abc", 9, 7));  // stored as given
     EXPECT_EQ(1, CKovra::AddFileType(longest.c_str(), 2, 1));
-    EXPECT_EQ(0, CKovra::AddFileType((longest + "n").c_str(), 2, 1));  // would be cut into another name
+    EXPECT_EQ(1, CKovra::AddFileType((longest + "n").c_str(), 2, 1));  // not added: it would be cut into another
+    EXPECT_EQ(1, CKovra::AddFileType("", 2, 1));                      // not added: the table keeps its end
     expected.insert(expected.end(), {"abc 9 7", "ABC 6 1", longest + " 2 1"});
     EXPECT_EQ(expected, Types());
     EXPECT_EQ(kBase + "F.TXT", Resolve("abc", "F.TXT"));  // 9: the data path, here the base path

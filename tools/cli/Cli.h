@@ -45,9 +45,9 @@ struct Command {
 
 // "kovra: <text>" on stderr; returns kExitFailure.
 int Complain(const std::string& text);
-// Reports the object's recorded failure in the library's own words, or fallback when the
-// library recorded none; returns kExitFailure.
-int Fail(CKovra& file, const std::string& fallback);
+// Reports the object's recorded failure in the library's own words (behind context, when
+// given), or fallback when the library recorded none; returns kExitFailure.
+int Fail(CKovra& file, const std::string& fallback, const std::string& context = "");
 // The system's text for an error code, without its line end.
 std::string SystemMessage(unsigned long error);
 // Applies --module, --client and --user to the calling thread's session, in that order.
@@ -55,6 +55,13 @@ std::string SystemMessage(unsigned long error);
 bool ApplyContext(const Arguments& arguments);
 // Prints the text and flushes, so that a reader on a pipe sees it at once.
 void Say(const std::string& text);
+// Opens the existing file (TYPE, NAME at positions 0 and 1) with the options. A missing file
+// is reported as missing (its text first) without an open, which would make its directories.
+// False after reporting the failure.
+bool OpenExisting(CKovra& file, const Arguments& arguments, unsigned long options,
+                  const std::string& missing = "there is no file ");
+// "kovra COMMAND: problem" and the command's help on stderr; returns kExitUsage.
+int UsageError(const std::string& command, const std::string& problem);
 
 // ---- commands (Commands.cpp: the installation; FileCommands.cpp: files by type and name) -----
 

@@ -70,7 +70,7 @@ std::string WordOrNumber(const char* word, int value)
     return word ? word : std::to_string(value);
 }
 
-void ReportProblem(void* file, int line, const char* problem)
+void KOVRA_CALL ReportProblem(void* file, int line, const char* problem)
 {
     const std::string& name = *static_cast<const std::string*>(file);
     if (line > 0)
@@ -176,13 +176,10 @@ int RunHold(const Arguments& arguments)
     char* end = nullptr;
     const unsigned long pause = milliseconds ? std::strtoul(milliseconds, &end, 10) : 0;
     if (milliseconds && (!milliseconds[0] || *end))
-        return Complain(std::string("--for wants a number of milliseconds, not '") + milliseconds + "'");
-    if (!ApplyContext(arguments))
+        return UsageError("hold", std::string("--for wants a number of milliseconds, not '") + milliseconds + "'");
+    CKovra file;
+    if (!ApplyContext(arguments) || !OpenExisting(file, arguments, KOVRA_READ | KOVRA_EXCLUSIVE))
         return kExitFailure;
-
-    CKovra file(arguments.positional[0].c_str(), arguments.positional[1].c_str(), KOVRA_READ | KOVRA_EXCLUSIVE);
-    if (!file.IsOpen())
-        return Fail(file, "can't open " + arguments.positional[1]);
     Say(std::string("holding ") + file.GetRealFileName() + "\n");
     const char* ready = arguments.Value("--ready-event");
     if (ready && !SignalEvent(ready))

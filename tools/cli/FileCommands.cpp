@@ -46,16 +46,26 @@ std::string DestinationPath(const Arguments& arguments)
 
 } // namespace
 
+bool OpenExisting(CKovra& file, const Arguments& arguments, unsigned long options, const std::string& missing)
+{
+    if (!Resolve(file, arguments))
+        return false;
+    if (!file.Access()) {
+        Complain(missing + file.GetRealFileName());
+        return false;
+    }
+    if (file.Open(Positional(arguments, 0), Positional(arguments, 1), options))
+        return true;
+    Fail(file, "can't open " + arguments.positional[1]);
+    return false;
+}
+
 int RunCat(const Arguments& arguments)
 {
-    if (!ApplyContext(arguments))
+    const unsigned long options = arguments.Has("--text") ? KOVRA_READ | KOVRA_TEXT : KOVRA_READ;
+    CKovra file;
+    if (!ApplyContext(arguments) || !OpenExisting(file, arguments, options))
         return kExitFailure;
-    unsigned long options = KOVRA_READ;
-    if (arguments.Has("--text"))
-        options |= KOVRA_TEXT;
-    CKovra file(Positional(arguments, 0), Positional(arguments, 1), options);
-    if (!file.IsOpen())
-        return Fail(file, "can't open " + arguments.positional[1]);
     _setmode(_fileno(stdout), _O_BINARY);  // the bytes as the library hands them over
     std::vector<char> block(kCopyBlock);
     for (unsigned int read; (read = file.Read(block.data(), kCopyBlock)) != 0;)
@@ -83,14 +93,18 @@ int RunCopy(const Arguments& arguments)
 
 int RunAppend(const Arguments& arguments)
 {
-    if (!ApplyContext(arguments))
+    CKovra file;
+    if (!ApplyContext(arguments) || !OpenExisting(file, arguments, KOVRA_READ, "nothing to append: there is no file "))
         return kExitFailure;
-    CKovra file(Positional(arguments, 0), Positional(arguments, 1), KOVRA_READ);
-    if (!file.IsOpen())
-        return Fail(file, "can't open " + arguments.positional[1]);
+    file.Close(2);  // AppendFile reads a closed file itself; the type stays for that
     if (file.AppendFile(Positional(arguments, 2), Positional(arguments, 3)))
         return kExitOk;
-    return Fail(file, "can't open " + DestinationPath(arguments) + " for appending");
+    // The object records only its own refusal; the destination keeps its failure to itself.
+    const std::string destinationPath = DestinationPath(arguments);
+    CKovra destination(Positional(arguments, 2), Positional(arguments, 3), KOVRA_APPEND);
+    if (!destination.IsOpen())
+        return Fail(destination, "can't open " + destinationPath, "can't append to " + destinationPath);
+    return Fail(file, "nothing appended to " + destinationPath);
 }
 
 int RunSave(const Arguments& arguments)

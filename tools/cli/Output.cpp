@@ -20,6 +20,10 @@ const char* ErrorExplanation(int error)
         return "unknown file type";
     case -2:
         return "the name or its real path is longer than 259 characters";
+    case -3:
+        return "a target name or a time stamp that the library can't take";
+    case -4:
+        return "the target is the file itself";
     default:
         return nullptr;
     }
@@ -40,13 +44,13 @@ int Complain(const std::string& text)
     return kExitFailure;
 }
 
-int Fail(CKovra& file, const std::string& fallback)
+int Fail(CKovra& file, const std::string& fallback, const std::string& context)
 {
     int cause = 0;
     char message[kMessageSize] = "";
     if (!file.GetLastError(&cause, message, sizeof message - 1))
         return Complain(fallback);
-    std::string text = message;
+    std::string text = context.empty() ? message : context + ": " + message;
     if (const char* explanation = ErrorExplanation(cause))
         text += std::string(": ") + explanation;
     return Complain(text);

@@ -50,8 +50,8 @@ const Command kCommands[] = {
      "is set up. Exit status 0 without problems, 1 with some.\n",
      0, 1, {}, {}, &RunCheckConfig, false},
     {"cat", "cat TYPE NAME [--text] [context options]", "write a file to the standard output",
-     "Writes the file's bytes to the standard output. With --text the library turns its\n"
-     "CR LF line ends into LF.\n",
+     "Writes the file's bytes to the standard output. With --text the library reads it in\n"
+     "text mode, which drops every CR byte: CR LF line ends come out as LF.\n",
      2, 2, WithContext({}), {"--text"}, &RunCat},
     {"copy", "copy TYPE NAME TO-TYPE TO-NAME [--no-overwrite] [context options]", "copy a file",
      "Copies the file to (TO-TYPE, TO-NAME), making the directories it needs. With\n"
@@ -170,6 +170,11 @@ bool Parse(const Command& command, int argc, char** argv, Arguments& arguments, 
 }
 
 } // namespace
+
+int kovracli::UsageError(const std::string& command, const std::string& problem)
+{
+    return ::UsageError(*FindCommand(command), problem);
+}
 
 int main(int argc, char** argv)
 {
