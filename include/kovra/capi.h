@@ -256,8 +256,8 @@ KOVRA_CAPI(int) KovraFile_MkDir(KovraFile* file, int flags);
 // IsNetDrive(name): always 1.
 KOVRA_CAPI(int) Kovra_IsNetDrive(const char* name, int flags);
 // Adds the type to the shared table or changes its location (1..11) and encryption (1).
-// Always 1 (nothing is added for an empty name, one over 35 characters or a full table);
-// 0 only for a null name.
+// Always 1 (nothing is added for a null or empty name, one over 35 characters or a full
+// table).
 KOVRA_CAPI(int) Kovra_AddFileType(const char* name, int location, int encryption, int flags);
 // Sets the debug level; returns the one it replaced.
 KOVRA_CAPI(int) Kovra_SetDebugLevel(int level, int flags);

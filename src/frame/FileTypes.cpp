@@ -51,13 +51,11 @@ bool FindFileType(const char* name, FileType_S& record)
 
 int CKovra::AddFileType(const char* name, int location, int encryption, int)
 {
-    // Nothing is added for the empty name (it would end the table where it stands) or for
-    // one that the record can't hold whole (a cut name could stand for another type); the
-    // answer is 1 all the same, as for a full table. Only a null pointer is refused.
+    // Nothing is added for a null or empty name (the empty one would end the table where it
+    // stands) or for one that the record can't hold whole (a cut name could stand for another
+    // type); the answer is 1 all the same, as for a full table.
     FileType_S* table = FileTypeTable();
-    if (!name)
-        return 0;
-    if (!*name || std::strlen(name) > kMaxTypeNameChars)
+    if (!name || !*name || std::strlen(name) > kMaxTypeNameChars)
         return 1;
     int index = 0;
     while (index < kMaxFileTypes && table[index].name[0] && !NameEquals(table[index], name))

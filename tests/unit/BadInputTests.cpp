@@ -80,7 +80,7 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
         CALL(profile.WriteProfileSectionA(none, "a=1\0")), CALL(profile.WriteProfileSectionA("S", none)),
         CALL(named.Rename("T_BASE", nullptr)), CALL(named.CopyFileA("T_BASE", nullptr, 0)),
         CALL(named.AppendFile("T_BASE", nullptr)), CALL(resolver.BuildFileName("DFT", nullptr, buffer, 0)),
-        CALL(resolver.BuildFileName("DFT", buffer, nullptr, 0)), CALL(CKovra::AddFileType(none, 2, 1)),
+        CALL(resolver.BuildFileName("DFT", buffer, nullptr, 0)),
         CALL(KovraGetSettings(nullptr)), CALL(KovraGetFileType(0, nullptr)), CALL(KovraGetSession(0, nullptr)),
         // The C interface hands its pointers on; its times are pointers of its own.
         CALL(KovraFile_GetModificationTime(handle, nullptr, 0)),
@@ -90,10 +90,10 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
         CALL(KovraFile_GetProfileString(handle, "S", "K", none, nullptr, 9, 0)),
         CALL(KovraFile_BuildFileName(handle, none, nullptr, nullptr, 260, 0)),
         CALL(KovraFile_Printf(handle, 0, nullptr)),
-        CALL(KovraFile_Rename(handle, none, nullptr, 0)), CALL(KovraFile_AppendFile(handle, none, none, 0)),
-        CALL(Kovra_AddFileType(none, 2, 1, 0))});
+        CALL(KovraFile_Rename(handle, none, nullptr, 0)), CALL(KovraFile_AppendFile(handle, none, none, 0))});
     // An empty name stands in for the null pointer; "*.*" is searched in the directory of "DFT".
-    ExpectEach(1, {CALL(CKovra::IsNetDrive(none)), CALL(CKovra::SetUser(none)), CALL(CKovra::SetClient(none)),
+    ExpectEach(1, {CALL(CKovra::AddFileType(none, 2, 1)), CALL(Kovra_AddFileType(none, 2, 1, 0)),
+                   CALL(CKovra::IsNetDrive(none)), CALL(CKovra::SetUser(none)), CALL(CKovra::SetClient(none)),
                    CALL(CKovra::SetModulePath(none)), CALL(find.FindFile(none, none)),
                    CALL(KovraFind_FindFile(findHandle, none, none, 0)), CALL(KovraGetThreadSession(nullptr)),
                    CALL(KovraGetThreadBinding(0, nullptr, nullptr))});
