@@ -43,6 +43,17 @@ bool EnsureTrailingBackslash(char (&destination)[N]) noexcept
 
 bool EndsWithBackslash(const char* text) noexcept;
 
+// Copies source into destination whole, or leaves destination empty and answers false:
+// for paths, where a cut path would name another place.
+template <size_t N>
+bool CopyWholeText(char (&destination)[N], const char* source) noexcept
+{
+    if (CopyText(destination, N, source))
+        return true;
+    destination[0] = '\0';
+    return false;
+}
+
 // The length of a text that a caller promises ends in a NUL, measured without reading
 // past the memory this process may read: without a NUL the text ends there. 0 for null.
 size_t ReadableTextLength(const char* text) noexcept;
