@@ -1,8 +1,9 @@
 // Measures how long a first process's load of kovra.dll takes with a CKOVRA.INI of a
-// given number of types, and with BaseType chains of a given depth, and sets each
-// figure beside the platform work that reading such a file asks for at least: one
-// profile lookup of the three keys of every section. Every load here is a first
-// process's (the program holds the library alone), so each one reads the type sections.
+// given number of types, with BaseType chains of a given depth and with one line of a
+// given number of megabytes, and sets each figure beside the platform work that reading
+// such a file asks for at least: one profile lookup of the three keys of every section,
+// or for the long line reading the file's bytes. Every load here is a first process's
+// (the program holds the library alone), so each one reads the type sections.
 //
 //   kovra_config_load [DIRECTORY]
 //
@@ -70,6 +71,14 @@ std::string ChainConfig(int depth)
     return text + "[" + TypeName(depth - 1) + "]\r\nLocation=BASE\r\n";
 }
 
+// Two sections with a comment line of `megabytes` between them: the reading must stay
+// linear in the file's size however long its lines are.
+std::string LongLineConfig(int megabytes)
+{
+    return "[DefaultSettings]\r\nOption=32\r\n[T0000]\r\nLocation=BASE\r\n;" + std::string(megabytes << 20, 'x') +
+           "\r\n[T0001]\r\nLocation=USER\r\n";
+}
+
 bool WriteText(const std::string& path, const std::string& text)
 {
     HANDLE file = ::CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -108,6 +117,16 @@ int LoadTypes()
     return types;
 }
 
+// The file's bytes in one read.
+void PlatformRead(const std::string& path)
+{
+    HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::string bytes(::GetFileSize(file, nullptr), '\0');
+    DWORD read = 0;
+    ::ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr);
+    ::CloseHandle(file);
+}
+
 // The three keys of every section, looked up through the platform's profile service.
 void PlatformLookups(const std::string& path, int sections)
 {
@@ -123,6 +142,7 @@ struct Measurement {
     const char* what;
     int size;
     std::string config;
+    bool readsBytes = false;  // the platform side reads the file rather than looking up `size` sections
 };
 
 void Measure(const std::string& path, const Measurement& measurement)
@@ -133,7 +153,12 @@ void Measure(const std::string& path, const Measurement& measurement)
     }
     int types = 0;
     const double load = Seconds([&] { types = LoadTypes(); });
-    const double platform = Seconds([&] { PlatformLookups(path, measurement.size); });
+    const double platform = Seconds([&] {
+        if (measurement.readsBytes)
+            PlatformRead(path);
+        else
+            PlatformLookups(path, measurement.size);
+    });
     std::printf("%-12s %5d %6d %10.1f ms %8.1f us %10.1f ms %7.2fx\n", measurement.what, measurement.size, types,
                 load * 1000, load * 1e6 / measurement.size, platform * 1000, load / platform);
 }
@@ -158,9 +183,11 @@ int main(int argc, char** argv)
         {"types", 8, TypesConfig(8)},           {"types", 98, TypesConfig(98)},
         {"types", 1487, TypesConfig(1487)},     {"chain depth", 100, ChainConfig(100)},
         {"chain depth", 300, ChainConfig(300)}, {"chain depth", 1487, ChainConfig(1487)},
+        {"line MB", 1, LongLineConfig(1), true}, {"line MB", 10, LongLineConfig(10), true},
     };
-    std::printf("first process's load, fastest of %d; platform: 3 GetPrivateProfileStringA per section\n", kRounds);
-    std::printf("%-12s %5s %6s %13s %11s %13s %8s\n", "config", "size", "types", "load", "per section", "platform",
+    std::printf("first process's load, fastest of %d; platform: 3 GetPrivateProfileStringA per section, or for a long\n"
+                "line one ReadFile of the file\n", kRounds);
+    std::printf("%-12s %5s %6s %13s %11s %13s %8s\n", "config", "size", "types", "load", "per unit", "platform",
                 "ratio");
     for (const Measurement& measurement : measurements)
         Measure(path, measurement);

@@ -56,8 +56,7 @@ int CKovra::GetLastError(int* cause, char* message, int length, int)
         char text[kReportSize];
         FormatText(text, sizeof text, "Kovra : KOVRA_ERROR(%s, %s, %s, %d)", type, GetFileName(), GetRealFileName(),
                    state.m_nError);
-        FormatText(report, sizeof report, "Kovra : KOVRA_ERROR(Type(%s), FileName(%s), RealFileName(%s), Error(%d))",
-                   type, GetFileName(), GetRealFileName(), state.m_nError);
+        FormatText(report, sizeof report, kErrorReportFormat, type, GetFileName(), GetRealFileName(), state.m_nError);
         if (message && length > 0)
             CopyText(message, static_cast<size_t>(length), text);
         if (cause)

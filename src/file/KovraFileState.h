@@ -18,6 +18,9 @@ enum KovraError : int {
     kErrorSameFile = -4          // the target of AppendFile is the object's own file
 };
 
+// GetLastError's report of a pending error: type, file name, real file name and error.
+constexpr char kErrorReportFormat[] = "Kovra : KOVRA_ERROR(Type(%s), FileName(%s), RealFileName(%s), Error(%d))";
+
 struct KovraFileState_S {
     CFile* m_pFile;                            // null until an open is attempted after Close
     char m_szMessage[256];                     // message of the last recorded failure

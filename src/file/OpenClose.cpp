@@ -47,6 +47,16 @@ bool TemporaryDirectory(const ThreadInfo& context, PathBuilder& directory)
     return directory.Fits();
 }
 
+// The n-th candidate for a temporary file in directory; false when it doesn't fit.
+bool TemporaryName(const char* directory, const void* session, const SYSTEMTIME& now, int n,
+                   char (&path)[kPathBufferSize])
+{
+    const char* separator = EndsWithBackslash(directory) ? "" : "\\";
+    return FormatText(path, sizeof path, "%s%sCKV_%d_%02d%02d%02d%02d%02d%02d%03d_%d.TMP", directory, separator,
+                      SessionNumber(session), now.wYear % 100, now.wMonth, now.wDay, now.wHour, now.wMinute,
+                      now.wSecond, now.wMilliseconds, n);
+}
+
 // Clears a read-only attribute; true when the file became writable that way.
 bool MakeWritable(const char* path)
 {
@@ -126,29 +136,24 @@ void CKovra::CreateTemporaryFile()
 {
     KovraFileState_S& state = *m_pState;
     state.m_szName[0] = '\0';
+    state.m_szRealFileName[0] = '\0';  // until a name is found
     ThreadInfo context;
     std::memset(&context, 0, sizeof context);  // session 0 and no client when none is found
     GetInfo(&context, 0);
 
     PathBuilder directory;
-    if (!TemporaryDirectory(context, directory)) {
-        state.m_szRealFileName[0] = '\0';
+    if (!TemporaryDirectory(context, directory))
         return;
-    }
     TraceIf(kDebugOpen, "Kovra : Open : TempPath(%s)", directory.Text());
-    MkDirTree(directory.Text());
-
     SYSTEMTIME now;
     ::GetLocalTime(&now);
-    const char* separator = EndsWithBackslash(directory.Text()) ? "" : "\\";
-    for (int n = 1; n > 0; ++n) {
-        char path[kPathBufferSize];
-        if (!FormatText(path, sizeof path, "%s%sCKV_%d_%02d%02d%02d%02d%02d%02d%03d_%d.TMP",
-                        directory.Text(), separator, SessionNumber(context.session), now.wYear % 100, now.wMonth,
-                        now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, n)) {
-            state.m_szRealFileName[0] = '\0';
-            return;
-        }
+    char path[kPathBufferSize];
+    if (!TemporaryName(directory.Text(), context.session, now, 1, path))
+        return;  // no directory is made for a name that can't be had in it
+    MkDirTree(directory.Text());
+
+    // A name that doesn't fit ends the search.
+    for (int n = 1; n > 0 && TemporaryName(directory.Text(), context.session, now, n, path); ++n) {
         if (_access(path, 0) == 0)
             continue;
         CopyText(state.m_szRealFileName, path);

@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "file/KovraFileState.h"
 #include "file/PathParts.h"
 #include "frame/CallFrame.h"
 #include "frame/ConfigSections.h"
 #include "frame/Diagnostics.h"
 #include "frame/FileTypes.h"
+#include "frame/InstallationPaths.h"
 #include "frame/KovraApp.h"
 #include "kovra/kovra.h"
 #include "platform/Text.h"
@@ -117,6 +119,17 @@ int ReadTypeSections(const std::string& bytes)
     return result;
 }
 
+// The box of a configuration file that can't be opened, for one whose name doesn't fit:
+// the error of a name too long, with the variable that made it.
+void ShowUnnamedConfiguration()
+{
+    char name[64];
+    FormatText(name, sizeof name, "%%%s%%\\CKOVRA.INI", kConfigHomeVariable);
+    char text[256];
+    FormatText(text, sizeof text, kErrorReportFormat, "DFT", name, "", static_cast<int>(kErrorNameTooLong));
+    ShowMessageBox(text, MB_OK | MB_ICONERROR);
+}
+
 } // namespace
 
 int ReadConfigurationFirstProcess(const char* fileName)
@@ -124,6 +137,10 @@ int ReadConfigurationFirstProcess(const char* fileName)
     CKovra::AddFileType("DFT", kLocationDefault, 1, 0);
     CKovra::AddFileType("XWS", kLocationModule, 1, 0);
     return RunInCallFrame(1, [fileName] {
+        if (!fileName) {
+            ShowUnnamedConfiguration();
+            return 1;  // the defaults and the built-in types
+        }
         CKovra config("DFT", fileName, KOVRA_READ, nullptr, 0);
         config.GetLastError();  // a file that can't be opened is reported in a box
         if (!config.IsOpen())
@@ -137,6 +154,8 @@ int ReadConfigurationFirstProcess(const char* fileName)
 
 int ReadConfigurationLaterProcess(const char* fileName)
 {
+    if (!fileName)
+        return 1;  // the defaults, silently
     CKovra config("DFT", fileName, KOVRA_READ, nullptr, 0);
     for (int attempt = 1; !config.IsOpen() && attempt < kLaterProcessAttempts; ++attempt) {
         ::Sleep(kLaterProcessPause);  // the first process may be rewriting it

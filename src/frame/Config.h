@@ -1,4 +1,5 @@
-// Reading the configuration file CKOVRA.INI at start-up.
+// Reading the configuration file CKOVRA.INI at start-up. A null file name stands for a
+// name that couldn't be put together: such a configuration counts as missing.
 #pragma once
 
 // The first process on the machine: adds the built-in types, reads the general settings

@@ -20,10 +20,14 @@ template <typename OnLine>
 void ForEachConfigLine(const std::string& text, OnLine onLine)
 {
     int lineNumber = 1;
+    size_t lineEnd = 0;  // behind the LF of the line that the pieces come from
     for (size_t start = 0; start < text.size(); ++lineNumber) {
-        size_t end = text.find('\n', start);
-        end = end == std::string::npos ? text.size() : end + 1;
-        end = std::min(end, start + kConfigLineChars);
+        // Each line end is looked for once, so that a long line costs its length once.
+        if (start >= lineEnd) {
+            lineEnd = text.find('\n', start);
+            lineEnd = lineEnd == std::string::npos ? text.size() : lineEnd + 1;
+        }
+        const size_t end = std::min(lineEnd, start + kConfigLineChars);
         if (!onLine(text.substr(start, end - start), lineNumber))
             return;
         start = end;

@@ -5,6 +5,7 @@
 #include <share.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -22,6 +23,9 @@ namespace {
 constexpr int kWvsprintfLimit = 1024;
 constexpr int kLogOpenRetries = 30000;
 constexpr size_t kLogLineSize = 4096;
+// A monitor that doesn't answer within this time doesn't get the message; one that the
+// system finds hung doesn't hold the sender at all.
+constexpr UINT kTraceTimeoutMs = 1000;
 
 HWND FindMonitorWindow()
 {
@@ -59,8 +63,12 @@ LRESULT SendTrace(const char* format, va_list arguments)
     message.dwData = KOVRA_TRACE_DATA_ID;
     message.cbData = static_cast<DWORD>(offsetof(TraceRecord_S, text) + length + 1);
     message.lpData = &payload;
-    return ::SendMessageA(monitor, WM_COPYDATA, reinterpret_cast<WPARAM>(executable),
-                          reinterpret_cast<LPARAM>(&message));
+    DWORD_PTR answer = 0;
+    if (!::SendMessageTimeoutA(monitor, WM_COPYDATA, reinterpret_cast<WPARAM>(executable),
+                               reinterpret_cast<LPARAM>(&message), SMTO_NORMAL | SMTO_ABORTIFHUNG, kTraceTimeoutMs,
+                               &answer))
+        return 0;  // timed out or hung: the message is dropped
+    return static_cast<LRESULT>(answer);
 }
 
 void WriteEventLine(const char* text)
@@ -70,9 +78,9 @@ void WriteEventLine(const char* text)
         return;
     char stamp[kTimeStampLength + 1];
     FormatTimeStamp(stamp);
-    char line[kLogLineSize];
-    FormatText(line, sizeof line, "%s -------- %s\n", stamp, text);
-    log.Write(line);
+    log.Write(stamp);
+    log.Write(" -------- ");
+    log.WriteLine(text);
 }
 
 } // namespace
@@ -130,7 +138,10 @@ LogFile::LogFile() : m_fd(-1)
         return;
     const int flags = _O_WRONLY | _O_APPEND | _O_CREAT | _O_TEXT;
     m_fd = _sopen(name, flags, _SH_DENYWR, _S_IREAD | _S_IWRITE);
-    for (int retry = 0; m_fd < 0 && errno == EACCES && retry < kLogOpenRetries; ++retry) {
+    // The run-time reports a held file and one that can't be written (a directory, a
+    // read-only file) both as EACCES; only the system's code tells the held one.
+    auto heldByAnotherWriter = [] { return errno == EACCES && _doserrno == ERROR_SHARING_VIOLATION; };
+    for (int retry = 0; m_fd < 0 && heldByAnotherWriter() && retry < kLogOpenRetries; ++retry) {
         ::Sleep(0);  // another writer holds the file: let it finish its lines
         m_fd = _sopen(name, flags, _SH_DENYWR, _S_IREAD | _S_IWRITE);
     }
@@ -138,19 +149,46 @@ LogFile::LogFile() : m_fd(-1)
 
 LogFile::~LogFile()
 {
-    if (m_fd >= 0)
-        _close(m_fd);
+    if (m_fd < 0)
+        return;
+    Flush();
+    _close(m_fd);
 }
 
-void LogFile::Write(const char* text, size_t length)
+void LogFile::Flush()
 {
-    if (m_fd >= 0 && length > 0)
-        _write(m_fd, text, static_cast<unsigned>(length));
+    if (m_used > 0)
+        _write(m_fd, m_buffer, static_cast<unsigned>(m_used));
+    m_used = 0;
 }
 
 void LogFile::Write(const char* text)
 {
-    Write(text, std::strlen(text));
+    for (size_t length = std::strlen(text); m_fd >= 0 && length > 0;) {
+        if (m_used == sizeof m_buffer)
+            Flush();
+        const size_t taken = std::min(length, sizeof m_buffer - m_used);
+        std::memcpy(m_buffer + m_used, text, taken);
+        m_used += taken;
+        text += taken;
+        length -= taken;
+    }
+}
+
+void LogFile::WriteEscaped(const char* text, size_t length)
+{
+    for (size_t done = 0; m_fd >= 0 && done < length;) {
+        if (sizeof m_buffer - m_used < 8)
+            Flush();  // room for the longest escape and the terminator
+        done += EscapeControlCharacters(m_buffer + m_used, sizeof m_buffer - m_used, text + done, length - done);
+        m_used += std::strlen(m_buffer + m_used);
+    }
+}
+
+void LogFile::WriteLine(const char* text)
+{
+    WriteEscaped(text, std::strlen(text));
+    Write("\n");
 }
 
 void ShowMessageBox(const char* text, UINT style)

@@ -32,7 +32,10 @@ constexpr const char kContinuationIndent[] = "                   ";  // time sta
 void FormatTimeStamp(char (&stamp)[kTimeStampLength + 1]);
 
 // CKOVRA.LOG opened by the procedure that every writer follows: appending, text mode,
-// deny-write sharing, retried while another writer holds it. Closed by the destructor.
+// deny-write sharing, retried while another writer holds it (and only then: a log that
+// can't be opened for another reason is given up at once). What is written is collected
+// and goes to the file in one piece when the buffer is full and at the latest when the
+// destructor closes the file.
 class LogFile {
 public:
     LogFile();
@@ -41,11 +44,18 @@ public:
     LogFile& operator=(const LogFile&) = delete;
 
     bool IsOpen() const { return m_fd >= 0; }
-    void Write(const char* text, size_t length);
     void Write(const char* text);
+    // Texts that may hold names from outside: their control characters are written
+    // escaped (EscapeControlCharacters), so that they can't make lines of their own.
+    void WriteEscaped(const char* text, size_t length);
+    void WriteLine(const char* text);  // escaped, then the line end
 
 private:
+    void Flush();
+
     int m_fd;
+    size_t m_used = 0;
+    char m_buffer[4096];
 };
 
 // The library's message boxes; the caller decides whether option bit 32 holds one back.

@@ -14,15 +14,13 @@ void CutBehindLastDataDirectory(char* path)
         last[1] = '\0';
 }
 
-void BuildConfigFileName(char (&name)[kPathBufferSize])
+bool BuildConfigFileName(char (&name)[kPathBufferSize])
 {
-    const char* home = std::getenv("KARVELO-CKOVRAHOME");
-    if (!home) {
-        CopyText(name, "DAT\\CKOVRA.INI");
-        return;
-    }
-    CopyText(name, home);
-    if (!EndsWithBackslash(name))
-        AppendText(name, "\\");
-    AppendText(name, "CKOVRA.INI");
+    const char* home = std::getenv(kConfigHomeVariable);
+    if (!home)
+        return CopyText(name, "DAT\\CKOVRA.INI");
+    if (CopyText(name, home) && EnsureTrailingBackslash(name) && AppendText(name, "CKOVRA.INI"))
+        return true;
+    name[0] = '\0';  // a cut name could name another file
+    return false;
 }

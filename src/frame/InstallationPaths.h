@@ -9,7 +9,10 @@
 // which leaves the installation's base path (all of it without a "\DAT\").
 void CutBehindLastDataDirectory(char* path);
 
+constexpr char kConfigHomeVariable[] = "KARVELO-CKOVRAHOME";
+
 // The name of the configuration file as the library opens it with the type "DFT": the
 // directory in KARVELO-CKOVRAHOME with CKOVRA.INI, or else DAT\CKOVRA.INI, which the type
-// resolves below the base path.
-void BuildConfigFileName(char (&name)[kPathBufferSize]);
+// resolves below the base path. False, and name empty, when the variable's directory
+// leaves no room for the name: the configuration then counts as missing.
+bool BuildConfigFileName(char (&name)[kPathBufferSize]);

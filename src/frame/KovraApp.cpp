@@ -32,6 +32,36 @@ void ApplyDirectoryOption()
     ::SetCurrentDirectoryA(directory);  // a directory that doesn't exist leaves the current one
 }
 
+// One attempt of CreateSharedMemory under one name: a view of at least size bytes, or null
+// with the reason as the last error (ERROR_INCORRECT_SIZE for a block smaller than size).
+void* MapBlock(const char* name, DWORD size, SECURITY_ATTRIBUTES& security, HANDLE* handle)
+{
+    *handle = ::CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0, size, name);
+    if (!*handle)
+        return nullptr;
+    const DWORD creation = ::GetLastError();
+    void* view = ::MapViewOfFile(*handle, FILE_MAP_ALL_ACCESS, 0, 0, 0);
+    DWORD failure = ::GetLastError();
+    // A block that another program made under this name may be smaller than asked for (the
+    // size counts only for the one that creates it): such a one can't be had either.
+    MEMORY_BASIC_INFORMATION region;
+    if (view && (!::VirtualQuery(view, &region, sizeof region) || region.State != MEM_COMMIT ||
+                 region.RegionSize < size)) {
+        ::UnmapViewOfFile(view);
+        view = nullptr;
+        failure = ERROR_INCORRECT_SIZE;
+    }
+    if (!view) {
+        ::CloseHandle(*handle);
+        *handle = nullptr;
+        ::SetLastError(failure);
+        return nullptr;
+    }
+    if (creation != ERROR_ALREADY_EXISTS)  // a block that another process holds keeps its contents
+        std::memset(view, 0, size);
+    return view;
+}
+
 } // namespace
 
 CKovraApp theApp;
@@ -42,12 +72,14 @@ CKovraApp::CKovraApp()
       m_pFileTypes(nullptr), m_hFileTypeMapping(nullptr)
 {
     ApplyDirectoryOption();
-    CopyText(m_szBasePath, TarnelWkstaDir(0));
+    // An answer longer than a path is no path: the field stays empty rather than naming
+    // the place that its first 259 characters name.
+    CopyWholeText(m_szBasePath, TarnelWkstaDir(0));
     CutBehindLastDataDirectory(m_szBasePath);
     CopyText(m_szDataPath, m_szBasePath);
     std::memset(m_szReadOnlyPath, 0, sizeof m_szReadOnlyPath);
-    CopyText(m_szWkstaPath, TarnelWkstaDir(0));
-    CopyText(m_szWkstaTmpPath, TarnelWkstaTmpDir(0));
+    CopyWholeText(m_szWkstaPath, TarnelWkstaDir(0));
+    CopyWholeText(m_szWkstaTmpPath, TarnelWkstaTmpDir(0));
     m_pFileTypes = static_cast<FileType_S*>(CreateSharedMemory("Global\\CKovraApp", kSharedBlockSize,
                                                                 &m_hFileTypeMapping));
 }
@@ -71,23 +103,13 @@ void* CKovraApp::CreateSharedMemory(const char* name, DWORD size, HANDLE* handle
     ::SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE);
     SECURITY_ATTRIBUTES security = {sizeof security, &descriptor, TRUE};
 
-    *handle = ::CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0, size, name);
+    // The block under its name, else under the session's own name (for a process that may
+    // not create global objects, or where another program holds the global name).
+    void* view = MapBlock(name, size, security, handle);
     const char* lastSeparator = std::strrchr(name, '\\');
-    if (!*handle && lastSeparator)  // not allowed to create global objects: use the session's namespace
-        *handle = ::CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0, size, lastSeparator + 1);
-    if (!*handle) {
+    if (!view && lastSeparator)
+        view = MapBlock(lastSeparator + 1, size, security, handle);
+    if (!view)
         Trace("CKovra::CreateSharedMemory RC=%d", static_cast<int>(::GetLastError()));
-        return nullptr;
-    }
-    DWORD creation = ::GetLastError();
-    void* view = ::MapViewOfFile(*handle, FILE_MAP_ALL_ACCESS, 0, 0, 0);
-    if (!view) {
-        Trace("CKovra::CreateSharedMemory RC=%d", static_cast<int>(::GetLastError()));
-        ::CloseHandle(*handle);
-        *handle = nullptr;
-        return nullptr;
-    }
-    if (creation != ERROR_ALREADY_EXISTS)  // a block that another process holds keeps its contents
-        std::memset(view, 0, size);
     return view;
 }

@@ -17,15 +17,15 @@ bool g_bInitialised = false;
 int CKovraApp::InitInstance()
 {
     char configName[kPathBufferSize];
-    BuildConfigFileName(configName);
+    const char* config = BuildConfigFileName(configName) ? configName : nullptr;
 
     CKovra::StartSession(ProcessSession(), 0);
     CKovra::StartThread(ProcessSession(), ::GetCurrentThreadId(), 0);
 
     // A process without the shared block fills a table of its own, as a first process does.
     if (::InterlockedIncrement(&g_lProcessCount) == 0 || !m_pFileTypes)
-        return ReadConfigurationFirstProcess(configName);
-    return ReadConfigurationLaterProcess(configName);
+        return ReadConfigurationFirstProcess(config);
+    return ReadConfigurationLaterProcess(config);
 }
 
 int CKovraApp::ExitInstance()

@@ -27,6 +27,25 @@ bool IsReadable(const MEMORY_BASIC_INFORMATION& region) noexcept
     return region.State == MEM_COMMIT && (region.Protect & readable) && !(region.Protect & PAGE_GUARD);
 }
 
+// The escape of a control character, or the character itself; answers its length.
+size_t EscapedCharacter(unsigned char c, char (&escape)[4]) noexcept
+{
+    static const char kHexDigits[] = "0123456789ABCDEF";
+    if (c >= 0x20 && c != 0x7F) {
+        escape[0] = static_cast<char>(c);
+        return 1;
+    }
+    escape[0] = '\\';
+    if (c == '\r' || c == '\n') {
+        escape[1] = c == '\r' ? 'r' : 'n';
+        return 2;
+    }
+    escape[1] = 'x';
+    escape[2] = kHexDigits[c >> 4];
+    escape[3] = kHexDigits[c & 0xF];
+    return 4;
+}
+
 } // namespace
 
 bool CopyText(char* destination, size_t size, const char* source) noexcept
@@ -83,6 +102,22 @@ bool EndsWithBackslash(const char* text) noexcept
 {
     size_t length = text ? std::strlen(text) : 0;
     return length > 0 && text[length - 1] == '\\';
+}
+
+size_t EscapeControlCharacters(char* destination, size_t size, const char* source, size_t length) noexcept
+{
+    if (!destination || size == 0)
+        return 0;
+    size_t used = 0, taken = 0;
+    for (char escape[4]; taken < length; ++taken) {
+        const size_t escapeLength = EscapedCharacter(static_cast<unsigned char>(source[taken]), escape);
+        if (used + escapeLength >= size)
+            break;
+        std::memcpy(destination + used, escape, escapeLength);
+        used += escapeLength;
+    }
+    destination[used] = '\0';
+    return taken;
 }
 
 char* EmptyText() noexcept

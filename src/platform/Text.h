@@ -43,6 +43,24 @@ bool EnsureTrailingBackslash(char (&destination)[N]) noexcept
 
 bool EndsWithBackslash(const char* text) noexcept;
 
+// Copies source into destination whole, or leaves destination empty and answers false:
+// for paths, where a cut path would name another place.
+template <size_t N>
+bool CopyWholeText(char (&destination)[N], const char* source) noexcept
+{
+    if (CopyText(destination, N, source))
+        return true;
+    destination[0] = '\0';
+    return false;
+}
+
+// Copies the first `length` bytes of source into destination with their control
+// characters (below 0x20, and 0x7F) written as \r, \n or \xHH, so that a text from
+// outside can't break the line it is written into; other bytes are copied as they are.
+// Copies as many bytes as fit with their escapes whole, terminates destination and
+// returns how many bytes of source it took.
+size_t EscapeControlCharacters(char* destination, size_t size, const char* source, size_t length) noexcept;
+
 // The length of a text that a caller promises ends in a NUL, measured without reading
 // past the memory this process may read: without a NUL the text ends there. 0 for null.
 size_t ReadableTextLength(const char* text) noexcept;

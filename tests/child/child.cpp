@@ -5,6 +5,8 @@
 //   kovra_child events N                        N StartSession/RemoveSession pairs (event lines)
 //   kovra_child trace EVENT                     two traces, "SENT 1 tid=T module=M", waits for EVENT,
 //                                               "SENT 2"
+//   kovra_child stall EVENT                     a "Debug-Monitor" window that doesn't answer, "STALLING",
+//                                               until EVENT (or for longer than a test may take)
 #include <windows.h>
 
 #include <cstdint>
@@ -16,10 +18,10 @@
 
 namespace {
 
-void WaitForEvent(const char* name)
+void WaitForEvent(const char* name, DWORD timeoutMs = 60000)
 {
     if (HANDLE event = ::OpenEventA(SYNCHRONIZE, FALSE, name)) {
-        ::WaitForSingleObject(event, 60000);
+        ::WaitForSingleObject(event, timeoutMs);
         ::CloseHandle(event);
     }
 }
@@ -29,7 +31,12 @@ void WaitForEvent(const char* name)
 int main(int argc, char** argv)
 {
     const std::string command = argc > 1 ? argv[1] : "";
-    if (command == "open" && argc == 6) {
+    if (command == "stall" && argc == 3) {
+        ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+        std::printf("STALLING\n");
+        std::fflush(stdout);
+        WaitForEvent(argv[2], 300000);  // without looking at its messages
+    } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
         std::fflush(stdout);

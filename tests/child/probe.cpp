@@ -8,6 +8,9 @@
 // Output lines: "COUNT n", "BASE p", "DATA p", "WKSTA p", "REPEAT n", "OPTION n", "MAPPED n",
 // "CWD p", "TYPE name location encryption" for every type, "SESSION count modulepath|user|client";
 // with --hold "READY" and a wait for EVENT. Exit code 3 when the library didn't load.
+//
+// Copied to PRG\HANDLE.EXE it loads nothing and is a handle tool that never ends: its
+// heading, one line "<its pid> <NAME>" with a lone CR and a BEL in it, then a minute's sleep.
 #include <windows.h>
 
 #include <cstdio>
@@ -44,10 +47,24 @@ void PrintState(HMODULE library)
     std::fflush(stdout);
 }
 
+bool RunsAsHandleTool()
+{
+    char path[MAX_PATH] = "";
+    ::GetModuleFileNameA(nullptr, path, sizeof path);
+    const char* name = std::strrchr(path, '\\');
+    return name && ::lstrcmpiA(name + 1, "HANDLE.EXE") == 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (RunsAsHandleTool() && argc == 2) {
+        std::printf("1\n2\n3\n4\n%lu %s\r\a\n", ::GetCurrentProcessId(), argv[1]);
+        std::fflush(stdout);
+        ::Sleep(60000);
+        return 0;
+    }
     HMODULE library = ::LoadLibraryA("kovra.dll");
     if (!library)
         return 3;

@@ -4,6 +4,7 @@
 // answer, its reported cause and the files exactly as a clean run leaves them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <tuple>
@@ -356,6 +357,30 @@ TEST(FaultRegressions, AFailedExistenceTestIsNoMissingFile)
     ASSERT_TRUE(kovratest::PathExists(path));
     WithFailedCall("_access", 1, Fault::accessDenied, [&] { temporary.Close(0); });
     EXPECT_FALSE(kovratest::PathExists(path));
+}
+
+// Only a log that another writer holds is tried again (30000 times at most); one that waiting
+// can't fix, here a directory, is given up after the first attempt of each line.
+TEST(FaultRegressions, OnlyALogHeldByAnotherWriterIsWaitedFor)
+{
+    ASSERT_TRUE(InstallHooks());
+    const std::vector<std::string>& hooked = HookedFunctions();
+    const size_t sopen = std::find(hooked.begin(), hooked.end(), "_sopen") - hooked.begin();
+    auto attempts = [sopen] {  // to write the ":Close" line of an object that attempted an open
+        CKovra file("DFT", "MISSING.TXT", KOVRA_READ, nullptr, 0);
+        return RunArmed({}, [&] { file.Close(0); }).counts[sopen];
+    };
+    const std::string log = kRoot + "CKOVRA.LOG";
+    ::DeleteFileA(log.c_str());
+    kovratest::MakeDirectories(log);
+    EXPECT_EQ(1, attempts());
+    ::RemoveDirectoryA(log.c_str());
+    kovratest::NamedEvent release;
+    kovratest::ChildProcess holder(
+        kovratest::CommandLine("kovra_child.exe", "open DFT " + log + " 18 " + release.Name()));
+    ASSERT_EQ("OPEN 1", holder.WaitForLine("OPEN"));
+    EXPECT_EQ(30001, attempts());
+    release.Set();
 }
 
 } // namespace

@@ -28,12 +28,14 @@ std::string Exception(int cause, const std::string& message)
     return kIndent + "Exception(Cause(" + std::to_string(cause) + "), Msg(" + message + "))";
 }
 
-// A failed attempt on a held file: its call, the sharing violation and the holders (the
-// tool's CR LF copied as read, and the log's text mode adds a CR of its own).
-Lines HeldAttempt(const std::string& call, const std::string& path)
+// A failed attempt on a held file: its call, the sharing violation and the holders as the
+// tool (handle.exe unless `answer` says otherwise) names them (the tool's CR LF copied as
+// read, and the log's text mode adds a CR of its own).
+Lines HeldAttempt(const std::string& call, const std::string& path, std::string answer = "")
 {
-    return {call, Exception(11, "A sharing violation occurred while accessing " + path + "."),
-            kIndent + "holders of " + path + " can't be told on this system: the file is open in another process\r"};
+    if (answer.empty())
+        answer = "holders of " + path + " can't be told on this system: the file is open in another process";
+    return {call, Exception(11, "A sharing violation occurred while accessing " + path + "."), kIndent + answer + "\r"};
 }
 
 // The records about file, the handle of an open platform file shown as H.
@@ -67,6 +69,13 @@ TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
     CKovra::RemoveSession(own);
     EXPECT_STREQ(KOVRA_TEST_DRIVE ":\\APP\\F.TXT", file.GetRealFileName("T_BASE", "F.TXT"));
     EXPECT_TRUE(watcher.Boxes().empty());
+
+    // A name's control characters are written escaped: each call gives its own lines only.
+    CKovra forged(nullptr, "LOG_CALLS\\A\r\n01.01 B\x7F", KOVRA_READ);
+    const std::string escaped = directory / "A\\r\\n01.01 B\\x7F";
+    EXPECT_EQ((Lines{Call(forged, ":Open", "DFT, 1, -1, " + escaped), Call(forged, "Open", "DFT, 1, -1, " + escaped),
+                     Exception(3, "All or part of the path " + escaped + " is invalid.")}),
+              ObjectLines(forged));
 
     // Failures other than sharing violations are tried once and list no holders.
     const std::string readOnly = directory / "RO.TXT";
@@ -102,6 +111,7 @@ TEST(EventLog, RegistryCallsAndLookupsWriteTheirLines)
     CKovra::StartThread(session, 0x2b0);  // starts the session too
     CKovra::RemoveThread(session, 0x2b0);
     CKovra::RemoveThread(session, 0x2b0);
+    CKovra::SetUser("U\r\n01.01 00:00:00.000 -------- *U");  // one line, escaped
 
     Lines texts = LogRecords(kLog, R"(-------- \*)");
     for (std::string& text : texts)
@@ -110,7 +120,10 @@ TEST(EventLog, RegistryCallsAndLookupsWriteTheirLines)
                      "*StartSession (1,64,1," + kBase + ",)", "*StartSession (0,64,2," + kBase + ",)",
                      "*RemoveSession (64,1," + kBase + ")", "*RemoveSession (64,0," + kBase + ")",
                      "*RemoveSession FAILED (64)", "*StartSession (1,64,1," + kBase + ",)", "*StartThread (1,64,2b0)",
-                     "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)"}),
+                     "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)",
+                     found,
+                     "*SetUser (U\\r\\n01.01 00:00:00.000 -------- *U," + Hex(::GetCurrentProcessId()) + ",2," + kBase +
+                         ")"}),
               texts);
     // The whole line: time stamp, a blank, eight hyphens, a blank, the text and CR LF.
     EXPECT_TRUE(std::regex_search(ReadFileBytes(kLog), std::regex(R"((^|\n)\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d )"
@@ -150,8 +163,19 @@ TEST(EventLog, SeveralProcessesWriteTheirLinesWithoutLosingOrMixingAny)
     EXPECT_EQ(expected, seen);
 }
 
-TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestarted)
+TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoesntAnswer)
 {
+    // A window of the monitor's name whose program never answers holds no caller: each trace
+    // is dropped after a second at most.
+    NamedEvent unstall;
+    ChildProcess stalled(CommandLine("kovra_child.exe", "stall " + unstall.Name()));
+    ASSERT_EQ("STALLING", stalled.WaitForLine("STALLING"));
+    CKovra::SetDebugLevel(1);
+    CKovra::StartSession(reinterpret_cast<void*>(77));  // two traces
+    CKovra::SetDebugLevel(0);
+    unstall.Set();
+    EXPECT_EQ(0, stalled.Wait());
+
     auto monitor = std::make_unique<MonitorProgram>();
     ASSERT_TRUE(monitor->Ready());
     NamedEvent secondMessage;
@@ -240,6 +264,45 @@ TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
     releaser.join();
     EXPECT_TRUE(failures() >= 3 && failures() < kAttempts) << failures();
     EXPECT_EQ("held", ReadFileBytes(directory / "NEW.TXT"));
+}
+
+// The tool runs as <base>PRG\HANDLE.EXE, all paths quoted, also where the base path holds '&'
+// and blanks and the temporary directory a blank; one that doesn't end is ended after 5 s,
+// and what it wrote is logged, its control characters escaped.
+TEST(HeldFile, TheHandleToolRunsByItsQuotedPathForABoundedTime)
+{
+    ScratchDirectory root(KOVRA_TEST_DRIVE ":\\A&B C");
+    const std::string base = root.Path(), held = base + "HELD\\F G.TXT", temporary = base + "T M P";
+    MakeDirectories(base + "PRG");
+    MakeDirectories(temporary);
+    ::CopyFileA(ProgramPath("kovra_probe.exe").c_str(), (base + "PRG\\HANDLE.EXE").c_str(), FALSE);
+    WriteFileBytes(base + "CONF\\CKOVRA.INI", "[DefaultSettings]\r\nOption=10\r\n");
+    WriteFileBytes(held, "held");
+    NamedEvent release;
+    ChildProcess holder(CommandLine("kovra_child.exe", "open DFT \"" + held + "\" 34 " + release.Name()));
+    ASSERT_EQ("OPEN 1", holder.WaitForLine("OPEN"));
+    ChildProcess opener(CommandLine("kovra_child.exe", "open DFT \"HELD\\F G.TXT\" 1 " + release.Name()),
+                        {{"TARNEL31_WKSTA", base + "DAT\\WS1"}, {"KARVELO-CKOVRAHOME", base + "CONF"},
+                         {"TMP", temporary}, {"TEMP", temporary}});
+    EXPECT_EQ("OPEN 0", opener.WaitForLine("OPEN", 60000));
+    release.Set();
+
+    // Two attempts, each with the answer of a tool of its own that has been ended.
+    Lines records = LogRecords(base + "CKOVRA.LOG", R"([0-9a-f]+ Open \()");
+    std::smatch tool;
+    for (std::string& line : records) {
+        line = std::regex_replace(line, std::regex(R"(^[0-9a-f]+ Open \([0-9a-f]+)"), "Open (T");
+        if (std::regex_match(line, tool, std::regex(kIndent + R"((\d+) (.*)\r)"))) {
+            HANDLE process = ::OpenProcess(SYNCHRONIZE, FALSE, std::stoul(tool[1]));
+            EXPECT_TRUE(!process || ::WaitForSingleObject(process, 0) == WAIT_OBJECT_0) << line;
+            ::CloseHandle(process);
+            line = kIndent + tool[2].str() + "\r";
+        }
+    }
+    const Lines attempt = HeldAttempt("Open (T, DFT, 1, -1, " + held + ")", held, "HELD\\F G.TXT\\r\\x07");
+    Lines expected = attempt;
+    expected.insert(expected.end(), attempt.begin(), attempt.end());
+    EXPECT_EQ(expected, records);
 }
 
 } // namespace

@@ -35,7 +35,7 @@ struct Site : Installation {
     explicit Site(const std::string& name) : Installation(name)
     {
         WriteConfig({"[DefaultSettings]", "Option=32", "DebugLevel=3", "[T_DATA]", "Location=BASEDATA", "[T_USER]",
-                     "Location=USER", "[T_WKSTA]", "Location=WKSTA", "[REPORTS]", "BaseType=T_DATA"});
+                     "Location=USER", "[T_WKSTA]", "Location=WKSTA", "[REPORTS]", "BaseType=T_DATA", "[T\tTAB]"});
     }
     std::string Workstation() const { return Base() + "DAT\\WS1\\"; }
     ProgramRun Run(const std::string& arguments) const { return RunProgram("kovra.exe", Environment(), arguments); }
@@ -76,7 +76,7 @@ TEST(Cli, ResolveTypesSettingsAndCheckConfig)
         {"resolve NOPE A.TXT", 1, {"kovra: Kovra : KOVRA_ERROR(NOPE, A.TXT, , -1): unknown file type"}},
         {"types", 0, {"NAME                                LOCATION        ENCRYPTION", row("DFT", "DEFAULT"),
                       row("XWS", "MODULE"), row("T_DATA", "BASEDATA"), row("T_USER", "USER"), row("T_WKSTA", "WKSTA"),
-                      row("REPORTS", "BASEDATA")}},
+                      row("REPORTS", "BASEDATA"), row("T\\x09TAB", "DEFAULT")}},  // one line, whatever the name holds
         {"settings", 0, {"configuration file       " + site.ConfigFile(),
                          "base path                " + base, "data path                " + base,
                          "read-only path           (none)", "workstation              " + workstation,

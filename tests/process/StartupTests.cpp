@@ -9,6 +9,15 @@ using namespace std::string_literals;  // "...\0..."s keeps its NULs
 
 namespace {
 
+// The same directory, written with "\." steps and backslashes to `length` characters.
+std::string Padded(std::string directory, size_t length)
+{
+    while (directory.size() + 2 <= length)
+        directory += "\\.";
+    directory.resize(length, '\\');
+    return directory;
+}
+
 TEST(Startup, LaterProcessesShareTheFirstOnesBlockUntilAllHaveUnloaded)
 {
     // A load refused after the stop box leaves the counter where it was.
@@ -52,11 +61,12 @@ TEST(Startup, ThePathsComeFromTheWorkstationDirectoryAndTheDirectoryOption)
     EXPECT_EQ("C:\\APP\\", probe("C:\\APP\\DAT\\WS01").Value("BASE"));
     EXPECT_EQ("C:\\APP\\WS01\\", probe("C:\\APP\\WS01").Value("BASE"));
     EXPECT_EQ("C:\\A\\DAT\\B\\", probe("C:\\A\\DAT\\B\\DAT\\C").Value("BASE"));
-    // Answers that don't fit are cut to 259 characters; the load goes on.
-    const std::string longDirectory = "C:\\" + std::string(400, 'W');
-    ProgramRun overlong = probe(longDirectory, "//CKOVRADIR:C:\\" + std::string(400, 'D'));
-    EXPECT_EQ(longDirectory.substr(0, 259), overlong.Value("BASE"));
-    EXPECT_EQ(longDirectory.substr(0, 259), overlong.Value("WKSTA"));
+    // Answers that don't fit are no paths, not the ones their first 259 characters name; the
+    // load goes on.
+    ProgramRun overlong = probe("C:\\" + std::string(400, 'W'), "//CKOVRADIR:C:\\" + std::string(400, 'D'));
+    EXPECT_EQ(0, overlong.exitCode);
+    EXPECT_EQ((Lines{""}), overlong.Values("BASE"));
+    EXPECT_EQ((Lines{""}), overlong.Values("WKSTA"));
 
     // //CKOVRADIR: makes its directory current before the paths are used: a relative
     // workstation directory finds DAT\CKOVRA.INI below it.
@@ -70,26 +80,34 @@ TEST(Startup, ThePathsComeFromTheWorkstationDirectoryAndTheDirectoryOption)
 
     // A directory that doesn't exist, or a value longer than 259 characters whose first 259
     // name the directory WORK, leave the current directory (the probe inherits this one's).
-    std::string detour = work;
-    while (detour.size() + 2 <= 259)
-        detour += "\\.";
-    detour.resize(259, '\\');
     char current[MAX_PATH] = "";
     ::GetCurrentDirectoryA(sizeof current, current);
-    for (const std::string& directory : {installation.Root() + "NOWHERE", detour + "MORE"})
+    for (const std::string& directory : {installation.Root() + "NOWHERE", Padded(work, 259) + "MORE"})
         EXPECT_EQ(current, probe("C:\\APP\\DAT\\WS01", "//CKOVRADIR:" + directory).Value("CWD")) << directory;
 }
 
-TEST(Startup, WithoutTheSharedBlockAProcessWorksWithATableOfItsOwn)
+TEST(Startup, ABlockOfAnotherProgramGivesWayToTheSessionsOwnOrToATableOfItsOwn)
 {
-    // Objects of another kind under both names keep the block from being created.
-    HANDLE global = ::CreateEventA(nullptr, TRUE, FALSE, "Global\\CKovraApp");
-    HANDLE local = ::CreateEventA(nullptr, TRUE, FALSE, "CKovraApp");
     Installation installation("NOBLOCK");
     installation.WriteConfig({"[DefaultSettings]", "Option=32", "[SOME]", "Location=BASE"});
+    auto squat = [](const char* name) {  // a block smaller than the table under the library's name
+        return ::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, name);
+    };
+    // Another program's block under the global name: the session's own serves, and names resolve.
+    HANDLE global = squat("Global\\CKovraApp");
     ProgramRun probe = RunProbe(installation.Environment());
+    EXPECT_EQ("1", probe.Value("MAPPED"));
+    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "SOME 2 1"}), probe.Values("TYPE"));
+    EXPECT_EQ(Lines{installation.Base() + "A.TXT"},
+              RunProgram("kovra.exe", installation.Environment(), "resolve SOME A.TXT").lines);
+    // Under the session's name too: a table of its own, and a trace that says why.
+    HANDLE local = squat("CKovraApp");
+    MonitorProgram monitor;
+    probe = RunProbe(installation.Environment());
     EXPECT_EQ("0", probe.Value("MAPPED"));
     EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "SOME 2 1"}), probe.Values("TYPE"));
+    ASSERT_TRUE(monitor.WaitForLines(1));
+    EXPECT_EQ(Lines{"CKovra::CreateSharedMemory RC=1462"}, monitor.Texts());
     ::CloseHandle(global);
     ::CloseHandle(local);
 }
@@ -102,10 +120,19 @@ TEST(Config, TheDefaultSettingsAndTheirValues)
     EXPECT_EQ(Lines{"Kovra|Kovra : KOVRA_Exception(Type(DFT), FileName(" + file + "), RealFileName(" + file +
                     "), Cause(2), (Msg(" + file + " was not found.))"},
               missing.boxes);
+    // KARVELO-CKOVRAHOME leaving no room for CKOVRA.INI names no file, not the one that the
+    // first 259 characters of the name would name.
+    installation.WriteConfig({"[DefaultSettings]", "Option=48"});
+    std::vector<EnvVar> overlong = installation.Environment();
+    overlong.back().value = Padded(installation.ConfigDirectory(), 248) + "\\CKOVRA.INI\\MORE";
+    ProgramRun unnamed = RunProbe(overlong);
+    EXPECT_EQ(Lines{"Kovra|Kovra : KOVRA_ERROR(Type(DFT), FileName(%KARVELO-CKOVRAHOME%\\CKOVRA.INI), "
+                    "RealFileName(), Error(-2))"},
+              unnamed.boxes);
     installation.WriteConfig({});
     ProgramRun empty = RunProbe(installation.Environment());
     EXPECT_TRUE(empty.boxes.empty());
-    for (const ProgramRun& probe : {missing, empty}) {
+    for (const ProgramRun& probe : {missing, unnamed, empty}) {
         EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1"}), probe.Values("TYPE"));
         EXPECT_EQ("0", probe.Value("OPTION"));
         EXPECT_EQ("1", probe.Value("REPEAT"));

@@ -155,6 +155,12 @@ TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
     EXPECT_EQ(3u, file.GetLength());
     EXPECT_EQ(1, file.Close());
     EXPECT_FALSE(PathExists(path));
+    // A client's temporary directory of 252 characters has no room for the name: none is made.
+    const std::string client(220, 'c');
+    CKovra::SetClient(client.c_str());
+    EXPECT_EQ(0, file.Open("T_BASE", nullptr, KOVRA_READWRITE));
+    EXPECT_STREQ("", file.GetRealFileName());
+    EXPECT_FALSE(PathExists(kBase + "CLIENTS\\" + client));
 }
 
 // One ReadString call as "text|length|result|position after it".

@@ -81,7 +81,8 @@ int RunProfile(const Arguments& arguments);
 
 // ---- the installation (Installation.cpp) ---------------------------------------------------
 
-// The configuration file that the library reads (or read) in this process.
+// The configuration file that the library reads (or read) in this process; "" when
+// KARVELO-CKOVRAHOME is too long to name one.
 std::string ConfigurationFileInForce();
 // Loads kovra.dll, unless it would find no configuration file: that is then explained on
 // stderr. False when the library isn't loaded.

@@ -11,6 +11,7 @@
 #include "frame/ConfigCheck.h"
 #include "kovra/diag.h"
 #include "kovra/kovra.h"
+#include "platform/Text.h"
 
 namespace kovracli {
 
@@ -127,7 +128,9 @@ int RunTypes(const Arguments&)
     for (int index = 0; KovraGetFileType(index, &type); ++index) {
         const int location = static_cast<int>(type.location);
         const int encryption = static_cast<int>(type.encryption);
-        std::printf("%-36s%-16s%s\n", type.name, WordOrNumber(KovraLocationWord(location), location).c_str(),
+        char name[4 * sizeof type.name];  // one line per type, whatever its name holds
+        EscapeControlCharacters(name, sizeof name, type.name, std::strlen(type.name));
+        std::printf("%-36s%-16s%s\n", name, WordOrNumber(KovraLocationWord(location), location).c_str(),
                     WordOrNumber(KovraEncryptionWord(encryption), encryption).c_str());
     }
     std::fflush(stdout);

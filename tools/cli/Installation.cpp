@@ -49,20 +49,26 @@ void ExplainMissingConfiguration(const char* failure)
 std::string ConfigurationFileInForce()
 {
     char name[kPathBufferSize];
-    BuildConfigFileName(name);
+    if (!BuildConfigFileName(name))
+        return "";
     if (IsRealPathName(name))
         return name;
     char base[kPathBufferSize];
-    CopyText(base, TarnelWkstaDir(0));
+    CopyWholeText(base, TarnelWkstaDir(0));
     CutBehindLastDataDirectory(base);
     return std::string(base) + name;
 }
 
 bool LoadKovraLibrary()
 {
+    const std::string name = ConfigurationFileInForce();
+    if (name.empty()) {
+        ExplainMissingConfiguration((std::string(kConfigHomeVariable) + " is too long to name CKOVRA.INI.").c_str());
+        return false;
+    }
     CFile configuration;
     CFileException failure;
-    if (!configuration.Open(ConfigurationFileInForce().c_str(), CFile::modeRead | CFile::shareDenyNone, &failure)) {
+    if (!configuration.Open(name.c_str(), CFile::modeRead | CFile::shareDenyNone, &failure)) {
         char message[kPathBufferSize + 64];
         failure.GetErrorMessage(message, sizeof message);
         ExplainMissingConfiguration(message);
