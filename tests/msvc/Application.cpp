@@ -7,9 +7,9 @@
 
 struct KovraOpenPar_S;
 namespace ATL {
-class CTime {
+class CTime {  // ATL's: seconds since 1970
 public:
-    __int64 time;  // seconds since 1970
+    __int64 time;
 };
 } // namespace ATL
 
@@ -28,23 +28,20 @@ public:
     unsigned int WriteString(const char* text, int flags = 0), WriteString(char* text, int flags = 0);
     unsigned int Printf(int flags, char* format, ...);
     long Seek(long offset, int origin, int = 0);
-    unsigned long GetPosition(int = 0), GetLength(int = 0);
+    unsigned long GetPosition(int = 0), GetLength(int = 0), GetDiskFreeSpaceA(int = 0);
     int SetLength(unsigned long length, int = 0), Lock(long position, int count, int = 0);
     int UnLock(long position, int count, int = 0);
     int GetModificationTime(ATL::CTime* time, int selector), SetModificationTime(ATL::CTime* time, int selector);
     CKovra *operator=(long offset), *operator+=(long offset), *operator-=(long offset);
-    int WriteProfile(char* section, char* key, char* value, int = 0);
-    int WriteProfile(char* section, char* key, long value, int = 0);
-    int WriteProfile(char* section, char* key, int value, int = 0);
-    int WriteProfile(char* section, char* key, unsigned long value, int = 0);
-    int WriteProfile(char* section, char* key, unsigned int value, int = 0);
-    int WriteProfile(char* section, char* key, double value, int = 0);
+    int WriteProfile(char* section, char* key, char* value, int = 0), WriteProfile(char*, char*, long, int = 0);
+    int WriteProfile(char*, char*, int, int = 0), WriteProfile(char*, char*, unsigned long, int = 0);
+    int WriteProfile(char*, char*, unsigned int, int = 0), WriteProfile(char*, char*, double, int = 0);
     int GetProfile(char* section, char* key, char* defaultText, char* buffer, int size, int = 0);
-    long GetProfile(char* section, char* key, long defaultValue, int = 0);
-    int GetProfile(char* section, char* key, int defaultValue, int = 0);
-    unsigned long GetProfile(char* section, char* key, unsigned long defaultValue, int = 0);
-    unsigned int GetProfile(char* section, char* key, unsigned int defaultValue, int = 0);
-    double GetProfile(char* section, char* key, double defaultValue, int = 0);
+    long GetProfile(char*, char*, long, int = 0);
+    int GetProfile(char*, char*, int, int = 0);
+    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
+    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
+    double GetProfile(char*, char*, double, int = 0);
     int GetProfileSectionA(char* section, char* buffer, int size, int = 0);
     int WriteProfileSectionA(char* section, char* lines, int = 0);
     int SaveFile(char* type = 0, char* directory = 0, char* extension = 0, int nameFlags = 0, int flags = 0);
@@ -52,13 +49,11 @@ public:
     int RmDir(int = 0), ChDir(int = 0), GetDrive(int = 0), ChDrive(int drive, int = 0);
     char *GetCwd(int = 0), *GetShortPathNameA(int = 0), *GetLongPathNameA(int = 0);
     int CopyFileA(char* type, char* name, int failIfExists, int flags = 0), AppendFile(char* type, char* name, int = 0);
-    unsigned long GetDiskFreeSpaceA(int = 0);
     int IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
     static int IsNetDrive(char* name, int = 0), AddFileType(char* name, int location, int encryption, int = 0);
     static int SetDebugLevel(int level, int = 0), SetOption(int option, int value, int = 0);
     static int StartSession(void* session, int = 0), RemoveSession(void* session, int = 0);
-    static int StartThread(void* session, unsigned long threadId, int = 0);
-    static int RemoveThread(void* session, unsigned long threadId, int = 0);
+    static int StartThread(void* session, unsigned long threadId, int = 0), RemoveThread(void*, unsigned long, int = 0);
     static int SetUser(char* user, int = 0), SetClient(char* client, int = 0), SetModulePath(char* path, int = 0);
     static int IsValidClient(char* client, int = 0);
 
@@ -82,8 +77,8 @@ private:
     void* m_pState;
 };
 
-// What Microsoft's compiler makes of new CKovra[n] (the default-constructor closure for each
-// element, the count in front) and of delete[] (slot 0 of the table with flags 3).
+// What Microsoft's compiler makes of new CKovra[n] (the count in front of the elements, the
+// default-constructor closure for each) and of delete[] (slot 0 of the table with flags 3).
 #if defined(_WIN64)
 __declspec(dllimport) void ConstructDefault(CKovra* object) asm("??_FCKovra@@QEAAXXZ");
 #else
@@ -92,10 +87,6 @@ __declspec(dllimport) void __thiscall ConstructDefault(CKovra* object) asm("??_F
 struct DeletingDestructor {
     virtual void* Delete(unsigned int flags) = 0;
 };
-void DeleteArray(void* objects)
-{
-    static_cast<DeletingDestructor*>(objects)->Delete(3);
-}
 
 namespace {
 
@@ -110,16 +101,6 @@ bool Same(const char* text, const char* expected)
 bool EndsWith(const char* text, const char* end)
 {
     return lstrlenA(text) >= lstrlenA(end) && Same(text + lstrlenA(text) - lstrlenA(end), end);
-}
-
-CKovra* NewArray(unsigned int count)
-{
-    char* block = static_cast<char*>(operator new[](sizeof(size_t) + count * sizeof(CKovra)));
-    *reinterpret_cast<size_t*>(block) = count;
-    CKovra* objects = reinterpret_cast<CKovra*>(block + sizeof(size_t));
-    for (unsigned int index = 0; index < count; ++index)
-        ConstructDefault(objects + index);
-    return objects;
 }
 
 int g_destroyed = 0;
@@ -171,11 +152,11 @@ int Main(void)
     CHECK(file.Seek(-3, 2) == 41 && file.Lock(0, 10) == 1 && file.UnLock(0, 10) == 1);
     ATL::CTime stamp = {1700000000}, read = {0};
     CHECK(file.SetModificationTime(&stamp, 0) == 1 && file.GetModificationTime(&read, 0) == 1);
-    CHECK(read.time == 1700000000);
-    CHECK(file.Open("DATA", "LINES.TXT", 2) == 1 && file.SetLength(5) == 1 && file.GetLength() == 5);
+    CHECK(read.time == 1700000000 && file.Open("DATA", "LINES.TXT", 2) == 1 && file.SetLength(5) == 1);
     int cause = 0;
-    CHECK(file.Open("DATA", "MISSING.TXT", 1) == 0 && file.GetLastError(&cause, text, 299) == 1 && cause == 2);
-    CHECK(file.GetLastError(&cause, text, 299) == 0 && file.Close() == 1);
+    CHECK(file.GetLength() == 5 && file.Open("DATA", "MISSING.TXT", 1) == 0);
+    CHECK(file.GetLastError(&cause, text, 299) == 1 && cause == 2 && file.GetLastError(&cause, text, 299) == 0);
+    CHECK(file.Close() == 1);
 
     // The profile's numbers of every type and its sections.
     file.Open("DATA", "NUMBERS.INI", 0);
@@ -192,17 +173,16 @@ int Main(void)
     file.Open("DATA", "ORDERS.DAT", 2 | 8);
     CHECK(file.WriteString("orders", 1) == 6 && file.SaveFile() == 1 && EndsWith(file.GetRealFileName(), "01.SAV"));
     CHECK(file.CopyFileA("DATA", "COPY.DAT", 1) == 1 && file.AppendFile("DATA", "COPY.DAT") == 1);
-    CKovra copy("DATA", "COPY.DAT", 1);
-    CHECK(copy.GetLength() == 12);
+    CKovra copy("DATA", "COPY.DAT", 1);  // the backup's six bytes twice
     char newName[] = "MOVED.DAT";
     CHECK(file.Rename("DATA", newName) == 1 && EndsWith(file.GetRealFileName(), "\\MOVED.DAT") && file.Access() == 1);
-    CHECK(file.Remove() == 1 && file.Access() == 0);
+    CHECK(file.Remove() == 1 && file.Access() == 0 && copy.GetLength() == 12);
 
     // Directories, drives and paths; the static settings.
     file.GetRealFileName("DATA", "SUB\\X.TXT");
     CHECK(file.MkDir() == 1 && EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT"));
-    CHECK(EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT") && file.ChDir() == 1);
-    CHECK(EndsWith(file.GetCwd(), "\\DATA\\APP\\SUB"));
+    CHECK(EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
+    CHECK(file.ChDir() == 1 && EndsWith(file.GetCwd(), "APP\\SUB"));
     CHECK(file.GetDrive() == 26 && file.ChDrive(26) == 1 && file.GetDiskFreeSpaceA() > 0 && file.IsNetDrive() == 1);
     file.GetRealFileName("DATA", "Y.TXT");
     CHECK(file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB") && file.IsDirectory() == 1 && file.RmDir() != 0);
@@ -219,18 +199,22 @@ int Main(void)
     char name[260] = "PLAIN.TXT", path[260];
     CHECK(static_cast<Orders*>(orders)->Resolve(name, path) == 1 && EndsWith(path, "\\DATA\\APP\\PLAIN.TXT"));
     CHECK(Same(orders->GetFileName(), "ORDERS.TXT"));
-    delete orders;
+    delete orders;  // through the program's own table, whose destructor calls the library's
     CHECK(g_destroyed == 1);
-    CKovra* files = NewArray(2);
+    char* block = static_cast<char*>(operator new[](sizeof(size_t) + 2 * sizeof(CKovra)));
+    *reinterpret_cast<size_t*>(block) = 2;
+    CKovra* files = reinterpret_cast<CKovra*>(block + sizeof(size_t));
+    ConstructDefault(files);
+    ConstructDefault(files + 1);
     CHECK(files[0].Open("DATA", "A0.TXT", 2 | 32) == 1 && files[1].Open("DATA", "A1.TXT", 2 | 32) == 1);
-    DeleteArray(files);
+    reinterpret_cast<DeletingDestructor*>(files)->Delete(3);
     CHECK(copy.Open("DATA", "A0.TXT", 2 | 32) == 1 && copy.Open("DATA", "A1.TXT", 2 | 32) == 1);
     CKovraFind* finds = new CKovraFind[3];
     CHECK(finds[2].FindFile("DATA", "LINES.*") != 0 && finds[2].FindNextFileA() != 0 && finds[2].GetLength() == 5);
     CHECK(Same(finds[2].GetFileName(), "LINES.TXT") && EndsWith(finds[2].GetFilePath(), "\\DATA\\APP\\LINES.TXT"));
     CHECK(Same(finds[2].GetFilePathRelative(), "LINES.TXT") && !finds[2].IsDots() && !finds[2].IsDirectory());
     CHECK(!finds[2].IsHidden() && finds[2].FindNextFileA() == 0 && finds[2].Close() == 1);
-    DeleteArray(finds);
+    reinterpret_cast<DeletingDestructor*>(finds)->Delete(3);
 
     // Two threads, each with a user of its own.
     User anna = {"ANNA", "0041", "\\CLIENTS\\0041\\USERS\\ANNA\\N.TXT"};
