@@ -9,8 +9,11 @@ include(CMakePackageConfigHelpers)
 install(TARGETS kovra tarnel31 EXPORT kovraTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# kovra.lib beside libkovra.dll.a: the import library for Microsoft's linker.
-install(FILES ${KOVRA_MSVC_IMPORT_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# kovra.lib beside libkovra.dll.a: the import library for Microsoft's linker, made when
+# llvm-dlltool is there (src/CMakeLists.txt).
+if(KOVRA_LLVM_DLLTOOL)
+  install(FILES ${KOVRA_MSVC_IMPORT_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
 install(TARGETS kovramon kovra_handle kovra_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/kovra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 

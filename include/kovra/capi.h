@@ -125,10 +125,11 @@ KOVRA_CAPI(int) KovraFile_ReadString(KovraFile* file, char* buffer, unsigned int
 // The text (in text mode LF as CR LF, and a CR LF appended to a text without LF unless
 // flags has 1). The number of bytes written.
 KOVRA_CAPI(unsigned int) KovraFile_WriteString(KovraFile* file, const char* text, int flags);
-// Formats like printf and writes the text as WriteString with flags 1 (no line end is
-// appended). flags comes first, as in the member.
+// Formats as the printf of Microsoft's C run-time (msvcrt.dll) does, whatever compiler built
+// the caller (%I64d for 64-bit numbers; long double is a double), and writes the text as
+// WriteString with flags 1 (no line end is appended). flags comes first, as in the member.
 KOVRA_CAPI(unsigned int) KovraFile_Printf(KovraFile* file, int flags, const char* format, ...)
-    KOVRA_PRINTF_FORMAT(3, 4);
+    KOVRA_MS_PRINTF_FORMAT(3, 4);
 // KovraFile_Printf with the arguments as a va_list.
 KOVRA_CAPI(unsigned int) KovraFile_VPrintf(KovraFile* file, int flags, const char* format, va_list arguments);
 // Has the platform write the file's buffers to disk. 1 on success; 0 without a file, and

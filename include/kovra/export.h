@@ -26,3 +26,11 @@
 #else
 #define KOVRA_PRINTF_FORMAT(formatIndex, firstArgument)
 #endif
+
+// The same for a function that formats as Microsoft's C run-time does (the C interface's Printf).
+#if defined(__MINGW32__) && !defined(__clang__)
+#define KOVRA_MS_PRINTF_FORMAT(formatIndex, firstArgument) \
+    __attribute__((format(ms_printf, formatIndex, firstArgument)))
+#else
+#define KOVRA_MS_PRINTF_FORMAT(formatIndex, firstArgument) KOVRA_PRINTF_FORMAT(formatIndex, firstArgument)
+#endif

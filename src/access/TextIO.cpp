@@ -114,7 +114,18 @@ unsigned int CKovra::WriteString(char* text, int flags)
     return WriteString(static_cast<const char*>(text), flags);
 }
 
-unsigned int WriteFormatted(CKovra& file, const char* format, va_list arguments)
+int FormatAsMicrosoft(char* buffer, size_t size, const char* format, va_list arguments)
+{
+    va_list measuring;
+    va_copy(measuring, arguments);
+    int length = _vsnprintf(buffer, size, format, arguments);
+    if (length < 0 || static_cast<size_t>(length) >= size)  // cut short: the run-time doesn't say by how much
+        length = _vscprintf(format, measuring);
+    va_end(measuring);
+    return length;
+}
+
+unsigned int WriteFormatted(CKovra& file, Formatter formatter, const char* format, va_list arguments)
 {
     if (!format)
         return 0;
@@ -123,7 +134,7 @@ unsigned int WriteFormatted(CKovra& file, const char* format, va_list arguments)
     WorkBuffer shortText(kShortText);
     va_list measuring;
     va_copy(measuring, arguments);
-    const int length = std::vsnprintf(shortText.Get(), kShortText, format, measuring);
+    const int length = formatter(shortText.Get(), kShortText, format, measuring);
     va_end(measuring);
     if (length < 0)
         return 0;
@@ -132,7 +143,7 @@ unsigned int WriteFormatted(CKovra& file, const char* format, va_list arguments)
     WorkBuffer text(static_cast<size_t>(length) + 1);
     if (!text.Get())
         return 0;
-    std::vsnprintf(text.Get(), static_cast<size_t>(length) + 1, format, arguments);
+    formatter(text.Get(), static_cast<size_t>(length) + 1, format, arguments);
     return file.WriteString(static_cast<const char*>(text.Get()), 1);
 }
 
@@ -140,7 +151,7 @@ unsigned int CKovra::Printf(int, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const unsigned int written = WriteFormatted(*this, format, arguments);
+    const unsigned int written = WriteFormatted(*this, &std::vsnprintf, format, arguments);
     va_end(arguments);
     return written;
 }

@@ -30,8 +30,10 @@ KOVRA_CAPI(unsigned int) KovraFile_WriteString(KovraFile* file, const char* text
 
 KOVRA_CAPI(unsigned int) KovraFile_VPrintf(KovraFile* file, int, const char* format, va_list arguments)
 {
-    // Printf's flags word has no bits: like the member, the formatted writing ignores it.
-    return CallMember(file, 0u, [&](CKovra& object) { return WriteFormatted(object, format, arguments); });
+    // Printf's flags word has no bits: like the member, the formatted writing ignores it. The
+    // arguments are read as Microsoft's run-time reads them, whatever compiler built the caller.
+    return CallMember(file, 0u,
+                      [&](CKovra& object) { return WriteFormatted(object, &FormatAsMicrosoft, format, arguments); });
 }
 
 KOVRA_CAPI(unsigned int) KovraFile_Printf(KovraFile* file, int flags, const char* format, ...)

@@ -1,4 +1,4 @@
-// A run-time for the Microsoft-mode test programs, on kernel32 and user32 alone.
+// A run-time for the Microsoft-mode test programs, on kernel32, user32 and msvcrt.
 #include <stdarg.h>
 #include <stddef.h>
 
@@ -11,9 +11,8 @@ __declspec(dllimport) void* __stdcall GetStdHandle(unsigned long which);
 __declspec(dllimport) int __stdcall WriteFile(void* file, const void* bytes, unsigned long count,
                                               unsigned long* written, void* overlapped);
 __declspec(dllimport) void __stdcall ExitProcess(unsigned int code);
-__declspec(dllimport) void* __stdcall GetProcessHeap(void);
-__declspec(dllimport) void* __stdcall HeapAlloc(void* heap, unsigned long flags, size_t size);
-__declspec(dllimport) int __stdcall HeapFree(void* heap, unsigned long flags, void* block);
+__declspec(dllimport) void* __cdecl malloc(size_t size);
+__declspec(dllimport) void __cdecl free(void* block);
 __declspec(dllimport) int __stdcall wvsprintfA(char* output, const char* format, va_list arguments);
 typedef unsigned long(__stdcall* ThreadStart)(void* parameter);
 __declspec(dllimport) void* __stdcall CreateThread(void* security, size_t stackSize, ThreadStart start,
@@ -74,19 +73,28 @@ void __cdecl RunOnSecondThread(void(__cdecl* work)(void* context), void* context
     CloseHandle(thread);
 }
 
-// The classes of kovra.h have virtual destructors, whose deleting forms refer to operator delete.
+// On the C run-time DLL's heap, from which kovra.dll's deleting destructors free an object.
 void* operator new(size_t size)
 {
-    return HeapAlloc(GetProcessHeap(), 0, size);
+    return malloc(size);
+}
+
+void* operator new[](size_t size)
+{
+    return malloc(size);
 }
 
 void operator delete(void* block) noexcept
 {
-    if (block)
-        HeapFree(GetProcessHeap(), 0, block);
+    free(block);
+}
+
+void operator delete[](void* block) noexcept
+{
+    free(block);
 }
 
 void operator delete(void* block, size_t) noexcept
 {
-    operator delete(block);
+    free(block);
 }

@@ -1,5 +1,6 @@
 // The little that the Microsoft-mode test programs need from a run-time, which this machine
-// doesn't have for Microsoft's ABI: the entry point and formatted output.
+// doesn't have for Microsoft's ABI: the entry point, formatted output, and new and delete on
+// the heap of the C run-time DLL msvcrt.dll, as Microsoft's run-time of that DLL has them.
 #pragma once
 
 #ifdef __cplusplus
@@ -20,6 +21,8 @@ void __cdecl PrintBytes(const void* bytes, unsigned int count);
 void __cdecl RunOnSecondThread(void(__cdecl* work)(void* context), void* context);
 
 __declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
+__declspec(dllimport) int __stdcall lstrcmpA(const char* first, const char* second);
+__declspec(dllimport) int __stdcall lstrlenA(const char* text);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,228 @@
+// An application as Microsoft's compiler built them against kovra.dll: the classes declared here
+// as the interface declares them (not kovra.h), their members imported under Microsoft's names
+// from an import library of just the names that this program imports.
+#include <stddef.h>
+
+#include "Runtime.h"
+
+struct KovraOpenPar_S;
+namespace ATL {
+class CTime {  // ATL's: seconds since 1970
+public:
+    __int64 time;
+};
+} // namespace ATL
+
+class __declspec(dllimport) CKovra {
+public:
+    CKovra(char* type = 0, char* name = 0, unsigned long options = 0, KovraOpenPar_S* parameters = 0, int flags = 0);
+    virtual ~CKovra();
+    int Open(char* type, char* name, unsigned long options, KovraOpenPar_S* parameters = 0, int flags = 0);
+    int Close(int flags = 0), IsOpen(int = 0), IsWritable(int = 0), IsDirectory(int = 0), Flush(int = 0);
+    char *GetRealFileName(char* type, char* name, int = 0), *GetFileName(int = 0), *GetFileType(int = 0);
+    char* GetRealFileName(int = 0);
+    int GetLastError(int* cause = 0, char* message = 0, int length = 0, int = 0);
+    unsigned int Read(void* buffer, unsigned int count, int flags = 0);
+    unsigned int Write(void* buffer, unsigned int count, int flags = 0);
+    int ReadString(char* buffer, unsigned int size, unsigned int* length = 0, int flags = 0);
+    unsigned int WriteString(const char* text, int flags = 0), WriteString(char* text, int flags = 0);
+    unsigned int Printf(int flags, char* format, ...);
+    long Seek(long offset, int origin, int = 0);
+    unsigned long GetPosition(int = 0), GetLength(int = 0), GetDiskFreeSpaceA(int = 0);
+    int SetLength(unsigned long length, int = 0), Lock(long position, int count, int = 0);
+    int UnLock(long position, int count, int = 0);
+    int GetModificationTime(ATL::CTime* time, int selector), SetModificationTime(ATL::CTime* time, int selector);
+    CKovra *operator=(long offset), *operator+=(long offset), *operator-=(long offset);
+    int WriteProfile(char* section, char* key, char* value, int = 0), WriteProfile(char*, char*, long, int = 0);
+    int WriteProfile(char*, char*, int, int = 0), WriteProfile(char*, char*, unsigned long, int = 0);
+    int WriteProfile(char*, char*, unsigned int, int = 0), WriteProfile(char*, char*, double, int = 0);
+    int GetProfile(char* section, char* key, char* defaultText, char* buffer, int size, int = 0);
+    long GetProfile(char*, char*, long, int = 0);
+    int GetProfile(char*, char*, int, int = 0);
+    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
+    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
+    double GetProfile(char*, char*, double, int = 0);
+    int GetProfileSectionA(char* section, char* buffer, int size, int = 0);
+    int WriteProfileSectionA(char* section, char* lines, int = 0);
+    int SaveFile(char* type = 0, char* directory = 0, char* extension = 0, int nameFlags = 0, int flags = 0);
+    int Remove(int = 0), Rename(char* type, char* name, int nameFlags = 0);
+    int RmDir(int = 0), ChDir(int = 0), GetDrive(int = 0), ChDrive(int drive, int = 0);
+    char *GetCwd(int = 0), *GetShortPathNameA(int = 0), *GetLongPathNameA(int = 0);
+    int CopyFileA(char* type, char* name, int failIfExists, int flags = 0), AppendFile(char* type, char* name, int = 0);
+    int IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
+    static int IsNetDrive(char* name, int = 0), AddFileType(char* name, int location, int encryption, int = 0);
+    static int SetDebugLevel(int level, int = 0), SetOption(int option, int value, int = 0);
+    static int StartSession(void* session, int = 0), RemoveSession(void* session, int = 0);
+    static int StartThread(void* session, unsigned long threadId, int = 0), RemoveThread(void*, unsigned long, int = 0);
+    static int SetUser(char* user, int = 0), SetClient(char* client, int = 0), SetModulePath(char* path, int = 0);
+    static int IsValidClient(char* client, int = 0);
+
+protected:
+    int BuildFileName(char* type, char* name, char* realFileName, int flags);
+
+private:
+    void* m_pState;
+};
+
+class __declspec(dllimport) CKovraFind {
+public:
+    CKovraFind();
+    virtual ~CKovraFind();
+    int FindFile(char* type, char* pattern, int flags = 0), FindNextFileA(int = 0), Close(int = 0);
+    unsigned long GetLength(int = 0);
+    char *GetFileName(int = 0), *GetFilePath(int = 0), *GetFilePathRelative(int = 0);
+    int IsDots(int = 0), IsDirectory(int = 0), IsHidden(int = 0);
+
+private:
+    void* m_pState;
+};
+
+// What Microsoft's compiler makes of new CKovra[n] (the count in front of the elements, the
+// default-constructor closure for each) and of delete[] (slot 0 of the table with flags 3).
+#if defined(_WIN64)
+__declspec(dllimport) void ConstructDefault(CKovra* object) asm("??_FCKovra@@QEAAXXZ");
+#else
+__declspec(dllimport) void __thiscall ConstructDefault(CKovra* object) asm("??_FCKovra@@QAEXXZ");
+#endif
+struct DeletingDestructor {
+    virtual void* Delete(unsigned int flags) = 0;
+};
+
+namespace {
+
+int g_failures = 0;
+#define CHECK(condition) ((condition) ? (void)0 : (void)(++g_failures, Print("line %d: %s\n", __LINE__, #condition)))
+
+bool Same(const char* text, const char* expected)
+{
+    return lstrcmpA(text, expected) == 0;
+}
+
+bool EndsWith(const char* text, const char* end)
+{
+    return lstrlenA(text) >= lstrlenA(end) && Same(text + lstrlenA(text) - lstrlenA(end), end);
+}
+
+int g_destroyed = 0;
+
+class Orders : public CKovra {
+public:
+    Orders() : CKovra("DATA", "ORDERS.TXT") {}
+    virtual ~Orders() { ++g_destroyed; }
+    int Resolve(char* name, char* path) { return BuildFileName("DATA", name, path, 0); }
+};
+
+struct User {
+    char *name, *client, *letters;
+};
+
+// Binds the calling thread to a session of the user's own, with the user's client.
+void BindAndResolve(void* context)
+{
+    User& user = *static_cast<User*>(context);
+    CKovra file;
+    CHECK(CKovra::StartSession(&user) == 1 && CKovra::StartThread(&user, GetCurrentThreadId()) == 1);
+    CHECK(CKovra::SetUser(user.name) == 1 && CKovra::SetClient(user.client) == 1);
+    CHECK(CKovra::IsValidClient(user.client) == 0);
+    CHECK(CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS")) == 1);
+    CHECK(EndsWith(file.GetRealFileName("FORMS", "F.TXT"), "\\APP\\ORDERS\\F.TXT"));
+    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), user.letters));
+}
+
+} // namespace
+
+int Main(void)
+{
+    // Names, lines and blocks on an object on the stack.
+    CKovra file;
+    CHECK(Same(file.GetFileType(), "") && EndsWith(file.GetRealFileName("DATA", "A.TXT"), "\\DATA\\APP\\A.TXT"));
+    CHECK(Same(file.GetFileName(), "A.TXT") && Same(file.GetFileType(), "DATA"));
+    CHECK(file.Open("DATA", "LINES.TXT", 2 | 8 | 64) == 1 && file.IsOpen() == 1 && file.IsWritable() == 1);
+    char text[300] = "second", raw[] = "raw";
+    CHECK(file.WriteString("first\n") == 7 && file.WriteString(text) == 8 && file.Write(raw, 3, 1) == 3);
+    CHECK(file.Printf(0, "\n%I64d %Lf\n", 1099511627776LL, 2.5L) == 26 && file.Flush() == 1 && file.GetLength() == 44);
+    CHECK(file.Open("DATA", "LINES.TXT", 1 | 64) == 1 && file.IsWritable() == 0);
+    unsigned int length = 0;
+    const char* lines[] = {"first", "second", "raw", "1099511627776 2.500000"};
+    for (const char* line : lines)
+        CHECK(file.ReadString(text, 100, &length) == 1 && Same(text, line) && length == unsigned(lstrlenA(line)));
+    CHECK(file.ReadString(text, 100, &length) == 0 && length == 0 && file.GetPosition() == 44);
+    CHECK((file = 7L) == &file && file.GetPosition() == 7 && (file += 8L) == &file && file.GetPosition() == 15);
+    CHECK((file -= 6L) == &file && file.Read(text, 3) == 3 && text[0] == 'c' && text[2] == 'n');
+    CHECK(file.Seek(-3, 2) == 41 && file.Lock(0, 10) == 1 && file.UnLock(0, 10) == 1);
+    ATL::CTime stamp = {1700000000}, read = {0};
+    CHECK(file.SetModificationTime(&stamp, 0) == 1 && file.GetModificationTime(&read, 0) == 1);
+    CHECK(read.time == 1700000000 && file.Open("DATA", "LINES.TXT", 2) == 1 && file.SetLength(5) == 1);
+    int cause = 0;
+    CHECK(file.GetLength() == 5 && file.Open("DATA", "MISSING.TXT", 1) == 0);
+    CHECK(file.GetLastError(&cause, text, 299) == 1 && cause == 2 && file.GetLastError(&cause, text, 299) == 0);
+    CHECK(file.Close() == 1);
+
+    // The profile's numbers of every type and its sections.
+    file.Open("DATA", "NUMBERS.INI", 0);
+    CHECK(file.WriteProfile("N", "Text", "abc") && file.WriteProfile("N", "Long", -7L));
+    CHECK(file.WriteProfile("N", "Int", 42) && file.WriteProfile("N", "ULong", 4000000000UL));
+    CHECK(file.WriteProfile("N", "UInt", 3000000000U) && file.WriteProfile("N", "Double", 2.5));
+    CHECK(file.GetProfile("N", "Text", "", text, 100) == 3 && Same(text, "abc") && file.GetProfile("N", "No", 9) == 9);
+    CHECK(file.GetProfile("N", "Long", 0L) == -7 && file.GetProfile("N", "Int", 0) == 42);
+    CHECK(file.GetProfile("N", "ULong", 0UL) == 4000000000UL && file.GetProfile("N", "UInt", 0U) == 3000000000U);
+    CHECK(file.GetProfile("N", "Double", 0.0) == 2.5 && file.WriteProfileSectionA("S", "a=1\0b=2\0") == 1);
+    CHECK(file.GetProfileSectionA("S", text, 100) == 1 && Same(text, "a=1") && Same(text + 4, "b=2"));
+
+    // A backup, a copy, an append, a rename and a removal.
+    file.Open("DATA", "ORDERS.DAT", 2 | 8);
+    CHECK(file.WriteString("orders", 1) == 6 && file.SaveFile() == 1 && EndsWith(file.GetRealFileName(), "01.SAV"));
+    CHECK(file.CopyFileA("DATA", "COPY.DAT", 1) == 1 && file.AppendFile("DATA", "COPY.DAT") == 1);
+    CKovra copy("DATA", "COPY.DAT", 1);  // the backup's six bytes twice
+    char newName[] = "MOVED.DAT";
+    CHECK(file.Rename("DATA", newName) == 1 && EndsWith(file.GetRealFileName(), "\\MOVED.DAT") && file.Access() == 1);
+    CHECK(file.Remove() == 1 && file.Access() == 0 && copy.GetLength() == 12);
+
+    // Directories, drives and paths; the static settings.
+    file.GetRealFileName("DATA", "SUB\\X.TXT");
+    CHECK(file.MkDir() == 1 && EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT"));
+    CHECK(EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
+    CHECK(file.ChDir() == 1 && EndsWith(file.GetCwd(), "APP\\SUB"));
+    CHECK(file.GetDrive() == 26 && file.ChDrive(26) == 1 && file.GetDiskFreeSpaceA() > 0 && file.IsNetDrive() == 1);
+    file.GetRealFileName("DATA", "Y.TXT");
+    CHECK(file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB") && file.IsDirectory() == 1 && file.RmDir() != 0);
+    CHECK(file.Access() == 0 && CKovra::IsNetDrive("X") == 1);
+    CHECK(CKovra::AddFileType("EXTRA", 9, 1) == 1 && EndsWith(file.GetRealFileName("EXTRA", "E"), "\\DATA\\APP\\E"));
+    CHECK(CKovra::SetDebugLevel(0) == 0 && CKovra::SetOption(1, 0) == 1 && CKovra::SetOption(2, 1) == 0);
+
+    // Objects of the program's new and new[], deleted through base pointers; a derived class.
+    CKovra* held = new CKovra("DATA", "HELD.TXT", 2 | 32);
+    CHECK(held->IsOpen() == 1 && copy.Open("DATA", "HELD.TXT", 1) == 0);
+    delete held;
+    CHECK(copy.Open("DATA", "HELD.TXT", 1) == 1);
+    CKovra* orders = new Orders;
+    char name[260] = "PLAIN.TXT", path[260];
+    CHECK(static_cast<Orders*>(orders)->Resolve(name, path) == 1 && EndsWith(path, "\\DATA\\APP\\PLAIN.TXT"));
+    CHECK(Same(orders->GetFileName(), "ORDERS.TXT"));
+    delete orders;  // through the program's own table, whose destructor calls the library's
+    CHECK(g_destroyed == 1);
+    char* block = static_cast<char*>(operator new[](sizeof(size_t) + 2 * sizeof(CKovra)));
+    *reinterpret_cast<size_t*>(block) = 2;
+    CKovra* files = reinterpret_cast<CKovra*>(block + sizeof(size_t));
+    ConstructDefault(files);
+    ConstructDefault(files + 1);
+    CHECK(files[0].Open("DATA", "A0.TXT", 2 | 32) == 1 && files[1].Open("DATA", "A1.TXT", 2 | 32) == 1);
+    reinterpret_cast<DeletingDestructor*>(files)->Delete(3);
+    CHECK(copy.Open("DATA", "A0.TXT", 2 | 32) == 1 && copy.Open("DATA", "A1.TXT", 2 | 32) == 1);
+    CKovraFind* finds = new CKovraFind[3];
+    CHECK(finds[2].FindFile("DATA", "LINES.*") != 0 && finds[2].FindNextFileA() != 0 && finds[2].GetLength() == 5);
+    CHECK(Same(finds[2].GetFileName(), "LINES.TXT") && EndsWith(finds[2].GetFilePath(), "\\DATA\\APP\\LINES.TXT"));
+    CHECK(Same(finds[2].GetFilePathRelative(), "LINES.TXT") && !finds[2].IsDots() && !finds[2].IsDirectory());
+    CHECK(!finds[2].IsHidden() && finds[2].FindNextFileA() == 0 && finds[2].Close() == 1);
+    reinterpret_cast<DeletingDestructor*>(finds)->Delete(3);
+
+    // Two threads, each with a user of its own.
+    User anna = {"ANNA", "0041", "\\CLIENTS\\0041\\USERS\\ANNA\\N.TXT"};
+    User bert = {"BERT", "0042", "\\CLIENTS\\0042\\USERS\\BERT\\N.TXT"};
+    BindAndResolve(&anna);
+    RunOnSecondThread(&BindAndResolve, &bert);
+    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), anna.letters));
+    CHECK(CKovra::RemoveThread(&anna, GetCurrentThreadId()) == 1 && CKovra::RemoveSession(&anna) == 1);
+    Print("%d checks failed\n", g_failures);
+    return g_failures;
+}
