@@ -121,19 +121,30 @@ unsigned int CKovra::WriteString(const char* text, int flags)
     WorkBuffer translated(2 * length + 2);
     if (!translated.Get())
         return 0;
+    char* line = translated.Get();
     size_t used = 0;
     bool hasLineFeed = false;
     for (size_t index = 0; index < length; ++index) {
         if (text[index] == '\n') {
-            translated.Get()[used++] = '\r';
+            line[used++] = '\r';
             hasLineFeed = true;
         }
-        translated.Get()[used++] = text[index];
+        line[used++] = text[index];
     }
-    unsigned int written = Write(translated.Get(), static_cast<unsigned int>(used), 1);
-    if (!hasLineFeed && !(flags & 1))
-        written += Write("\r", 1, 1) + Write("\n", 1, 1);
-    return written;
+    const unsigned int count = static_cast<unsigned int>(used);
+    if (hasLineFeed || (flags & 1))
+        return Write(line, count, 1);
+
+    // The line and its line end go to the platform in one write. Should the platform refuse
+    // it, they are written as three pieces, whose results add up with a failed one counting 0.
+    line[used] = '\r';
+    line[used + 1] = '\n';
+    try {
+        WriteToPlatform(line, count + 2, 1);
+        return count + 2;
+    } catch (const CFileException&) {
+        return Write(line, count, 1) + Write("\r", 1, 1) + Write("\n", 1, 1);
+    }
 }
 
 unsigned int CKovra::WriteString(char* text, int flags)
