@@ -151,13 +151,17 @@ void PrintRoad(const Road& road, const Comparison& timing)
     std::fflush(stdout);
 }
 
-void PrintGrowth(const Road& road, const std::vector<std::string>& sizes, const std::vector<Comparison>& timings)
+void PrintGrowth(const Road& road, const std::vector<std::string>& sizes, const std::vector<Comparison>& timings,
+                 double growthGoal)
 {
     std::printf("%s\n", road.name.c_str());
     std::printf("    %-12s", "");
     for (const std::string& size : sizes)
         std::printf(" %10s", size.c_str());
-    std::printf(" %8s\n", "growth");
+    std::printf(" %8s", "growth");
+    if (growthGoal > 0)
+        std::printf(" (goal: %.1fx)", growthGoal);
+    std::printf("\n");
     auto printSide = [&](const char* label, double Comparison::*side) {
         std::printf("    %-12s", label);
         for (const Comparison& timing : timings)

@@ -47,8 +47,9 @@ void PrintHeader();
 void PrintRoad(const Road& road, const Comparison& timing);
 
 // A road measured at growing sizes: each side's time per operation at every size, and its
-// growth factor from the smallest size to the largest.
-void PrintGrowth(const Road& road, const std::vector<std::string>& sizes, const std::vector<Comparison>& timings);
+// growth factor from the smallest size to the largest, with the growth aimed at when there is one.
+void PrintGrowth(const Road& road, const std::vector<std::string>& sizes, const std::vector<Comparison>& timings,
+                 double growthGoal = 0);
 
 // A time as a short text with its unit: "812 ns", "41.3 us", "1.21 ms", "1.30 s".
 std::string FormatTime(double seconds);

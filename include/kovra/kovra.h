@@ -25,6 +25,7 @@
 struct KovraFileState_S;
 struct KovraFindState_S;
 struct ThreadInfo;
+class CFile;
 class CFileException;
 
 class CKovra {
@@ -171,6 +172,14 @@ private:
     // recorded under the operation's name.
     template <typename Work>
     bool Attempt(const char* operation, Work work);
+    // The platform file, positioned where the object stands: bytes that ReadString read
+    // ahead are given back first (a failed move throws the file layer's exception). Every
+    // member that reads, writes, positions or locks the file reaches it through this, inside
+    // its Attempt.
+    CFile& File();
+    // Write's platform part: at the end in append mode, translated in text mode unless flags
+    // hold 1. Throws the file layer's exception.
+    void WriteToPlatform(const void* buffer, unsigned int count, int flags);
     // The retry loop shared by Remove (newPath null) and Rename.
     int MoveOrRemoveWithRetries(const char* operation, const char* newPath);
 

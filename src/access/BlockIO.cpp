@@ -45,7 +45,7 @@ unsigned int CKovra::Read(void* buffer, unsigned int count, int flags)
     if (!m_pState || !m_pState->m_pFile || (!buffer && count))
         return 0;
     unsigned int read = 0;
-    if (!Attempt("Read", [&] { read = m_pState->m_pFile->Read(buffer, count); }))
+    if (!Attempt("Read", [&] { read = File().Read(buffer, count); }))
         return 0;
     if (read > 0 && (m_pState->m_ulOptions & kOptionText) && !(flags & 1))
         read = RemoveCarriageReturns(static_cast<char*>(buffer), read);
@@ -56,25 +56,27 @@ unsigned int CKovra::Write(const void* buffer, unsigned int count, int flags)
 {
     if (!IsWritable(0) || (!buffer && count))
         return 0;
-    CFile& file = *m_pState->m_pFile;
-    const bool written = Attempt("Write", [&] {
-        if (m_pState->m_ulOptions & kOptionAppend)
-            file.Seek(0, CFile::end);
-        if ((m_pState->m_ulOptions & kOptionText) && !(flags & 1)) {
-            // A text-mode buffer is text up to its first NUL, whatever count says; the
-            // caller gets count back all the same.
-            const char* text = static_cast<const char*>(buffer);
-            WriteTranslated(file, text, ReadableTextLength(text));
-        } else {
-            file.Write(buffer, count);
-        }
-    });
-    return written ? count : 0;
+    return Attempt("Write", [&] { WriteToPlatform(buffer, count, flags); }) ? count : 0;
+}
+
+void CKovra::WriteToPlatform(const void* buffer, unsigned int count, int flags)
+{
+    CFile& file = File();
+    if (m_pState->m_ulOptions & kOptionAppend)
+        file.Seek(0, CFile::end);
+    if ((m_pState->m_ulOptions & kOptionText) && !(flags & 1)) {
+        // A text-mode buffer is text up to its first NUL, whatever count says; the caller
+        // gets count back all the same.
+        const char* text = static_cast<const char*>(buffer);
+        WriteTranslated(file, text, ReadableTextLength(text));
+    } else {
+        file.Write(buffer, count);
+    }
 }
 
 int CKovra::Flush(int)
 {
     if (!m_pState || !m_pState->m_pFile)
         return 0;
-    return Attempt("Flush", [&] { m_pState->m_pFile->Flush(); }) ? 1 : 0;
+    return Attempt("Flush", [&] { File().Flush(); }) ? 1 : 0;
 }

@@ -21,7 +21,7 @@ long CKovra::Seek(long offset, int origin, int)
         return -1;
     long position = -1;
     Attempt("Seek", [&] {
-        position = static_cast<long>(m_pState->m_pFile->Seek(static_cast<LONGLONG>(offset), static_cast<UINT>(origin)));
+        position = static_cast<long>(File().Seek(static_cast<LONGLONG>(offset), static_cast<UINT>(origin)));
     });
     return position;
 }
@@ -31,7 +31,11 @@ unsigned long CKovra::GetPosition(int)
     if (!IsOpen(0))
         return 0;
     unsigned long position = 0;
-    Attempt("GetPosition", [&] { position = static_cast<unsigned long>(m_pState->m_pFile->GetPosition()); });
+    // Behind the last line returned: the platform stands ahead by what ReadString read ahead.
+    const LineReadAhead_S& ahead = m_pState->m_readAhead;
+    Attempt("GetPosition", [&] {
+        position = static_cast<unsigned long>(m_pState->m_pFile->GetPosition() - (ahead.m_fill - ahead.m_next));
+    });
     return position;
 }
 
@@ -52,7 +56,7 @@ int CKovra::SetLength(unsigned long length, int)
 {
     if (!IsWritable(0))
         return 0;
-    return Attempt("SetLength", [&] { m_pState->m_pFile->SetLength(static_cast<ULONGLONG>(length)); }) ? 1 : 0;
+    return Attempt("SetLength", [&] { File().SetLength(static_cast<ULONGLONG>(length)); }) ? 1 : 0;
 }
 
 int CKovra::Lock(long position, int count, int)
@@ -60,7 +64,7 @@ int CKovra::Lock(long position, int count, int)
     if (!m_pState || !m_pState->m_pFile)
         return 0;
     const bool locked =
-        Attempt("Lock", [&] { m_pState->m_pFile->LockRange(SignExtended(position), SignExtended(count)); });
+        Attempt("Lock", [&] { File().LockRange(SignExtended(position), SignExtended(count)); });
     return locked ? 1 : 0;
 }
 
@@ -69,7 +73,7 @@ int CKovra::UnLock(long position, int count, int)
     if (!m_pState || !m_pState->m_pFile)
         return 0;
     const bool unlocked =
-        Attempt("UnLock", [&] { m_pState->m_pFile->UnlockRange(SignExtended(position), SignExtended(count)); });
+        Attempt("UnLock", [&] { File().UnlockRange(SignExtended(position), SignExtended(count)); });
     return unlocked ? 1 : 0;
 }
 

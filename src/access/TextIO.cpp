@@ -33,50 +33,77 @@ private:
     char* m_text;
 };
 
+// Whether ReadString may keep what it reads beyond a line: only on a file that no one else
+// may write, whose bytes can't change behind the read-ahead. Its buffer is made on first use;
+// without room for it the lines are read block by block.
+bool KeepsReadAhead(KovraFileState_S& state)
+{
+    if (!(state.m_ulOptions & (kOptionDenyWrite | kOptionExclusive)))
+        return false;
+    if (!state.m_readAhead.m_pBytes)
+        state.m_readAhead.m_pBytes = new (std::nothrow) char[kLineReadAheadSize];
+    return state.m_readAhead.m_pBytes != nullptr;
+}
+
+// Takes bytes from block into buffer until an LF, a full buffer of size characters or the end
+// of the file; refill() fills the block when it runs out and returns how many bytes it holds.
+// stored receives the number of characters stored. With the text option a CR is dropped (the
+// next byte takes its place) and the LF isn't stored. 1 when an LF or the full buffer ended
+// the line, 0 when the end of the file or a failed read did.
+template <typename Refill>
+int TakeLine(LineReadAhead_S& block, Refill refill, char* buffer, unsigned int size, bool text, unsigned int& stored)
+{
+    for (;;) {
+        if (block.m_next == block.m_fill) {
+            block.m_fill = refill();
+            block.m_next = 0;
+            if (block.m_fill == 0)
+                return 0;
+        }
+        const char byte = block.m_pBytes[block.m_next++];
+        buffer[stored] = byte;
+        if (byte == '\r' && text)
+            continue;
+        if (byte == '\n') {
+            if (!text)
+                ++stored;
+            return 1;
+        }
+        if (++stored == size)
+            return 1;
+    }
+}
+
 } // namespace
+
+CFile& CKovra::File()
+{
+    LineReadAhead_S& ahead = m_pState->m_readAhead;
+    if (ahead.m_next < ahead.m_fill)
+        m_pState->m_pFile->Seek(-static_cast<LONGLONG>(ahead.m_fill - ahead.m_next), CFile::current);
+    ahead.m_fill = ahead.m_next = 0;
+    return *m_pState->m_pFile;
+}
 
 int CKovra::ReadString(char* buffer, unsigned int size, unsigned int* length, int)
 {
     if (!m_pState || !m_pState->m_pFile || !buffer)
         return 0;
-    if (size == 0) {  // no room for a character: nothing is read
-        buffer[0] = '\0';
-        if (length)
-            *length = 0;
-        return 0;
-    }
-    const bool text = (m_pState->m_ulOptions & kOptionText) != 0;
-    char block[kReadBlock];
-    unsigned int fill = 0;
-    unsigned int position = 0;
     unsigned int stored = 0;
-    int result = 1;
-    do {
-        if (fill == 0) {
-            fill = Read(block, kReadBlock, 1);
-            position = 0;
-        }
-        if (fill == 0) {  // end of the file, or a failed read that Read has recorded
-            result = 0;
-            break;
-        }
-        const char byte = block[position++];
-        buffer[stored] = byte;
-        if (position == fill)
-            fill = 0;
-        if (byte == '\r' && text)
-            continue;  // dropped: the next byte takes its place
-        if (byte == '\n') {
-            if (!text)
-                ++stored;
-            break;
-        }
-        ++stored;
-    } while (stored < size);
-
-    // No read-ahead is kept: the file position goes back behind the consumed bytes.
-    if (position < fill)
-        Seek(-static_cast<long>(fill - position), 1, 0);
+    int result = 0;
+    if (size > 0) {  // without room for a character nothing is read
+        const bool text = (m_pState->m_ulOptions & kOptionText) != 0;
+        // The read-ahead keeps the bytes behind the line for the next call; a block of its own
+        // goes back behind the line, so that the file position lies just behind it.
+        char bytes[kReadBlock];
+        LineReadAhead_S local = {bytes, 0, 0};
+        const bool ahead = KeepsReadAhead(*m_pState);
+        LineReadAhead_S& block = ahead ? m_pState->m_readAhead : local;
+        const unsigned int capacity = ahead ? kLineReadAheadSize : kReadBlock;
+        result = TakeLine(block, [&] { return Read(block.m_pBytes, capacity, 1); }, buffer, size, text, stored);
+        if (local.m_next < local.m_fill)
+            Seek(-static_cast<long>(local.m_fill - local.m_next), 1, 0);
+    }
     buffer[stored] = '\0';
     if (length)
         *length = stored;
@@ -94,19 +121,30 @@ unsigned int CKovra::WriteString(const char* text, int flags)
     WorkBuffer translated(2 * length + 2);
     if (!translated.Get())
         return 0;
+    char* line = translated.Get();
     size_t used = 0;
     bool hasLineFeed = false;
     for (size_t index = 0; index < length; ++index) {
         if (text[index] == '\n') {
-            translated.Get()[used++] = '\r';
+            line[used++] = '\r';
             hasLineFeed = true;
         }
-        translated.Get()[used++] = text[index];
+        line[used++] = text[index];
     }
-    unsigned int written = Write(translated.Get(), static_cast<unsigned int>(used), 1);
-    if (!hasLineFeed && !(flags & 1))
-        written += Write("\r", 1, 1) + Write("\n", 1, 1);
-    return written;
+    const unsigned int count = static_cast<unsigned int>(used);
+    if (hasLineFeed || (flags & 1))
+        return Write(line, count, 1);
+
+    // The line and its line end go to the platform in one write. Should the platform refuse
+    // it, they are written as three pieces, whose results add up with a failed one counting 0.
+    line[used] = '\r';
+    line[used + 1] = '\n';
+    try {
+        WriteToPlatform(line, count + 2, 1);
+        return count + 2;
+    } catch (const CFileException&) {
+        return Write(line, count, 1) + Write("\r", 1, 1) + Write("\n", 1, 1);
+    }
 }
 
 unsigned int CKovra::WriteString(char* text, int flags)

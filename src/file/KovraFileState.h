@@ -21,8 +21,23 @@ enum KovraError : int {
 // GetLastError's report of a pending error: type, file name, real file name and error.
 constexpr char kErrorReportFormat[] = "Kovra : KOVRA_ERROR(Type(%s), FileName(%s), RealFileName(%s), Error(%d))";
 
+// What ReadString read beyond the lines it returned, kept only on a file that no other writer
+// can change (deny-write or exclusive sharing). While it holds unread bytes, the platform
+// file's position stands that many bytes ahead of the object's own position.
+struct LineReadAhead_S {
+    char* m_pBytes;       // kLineReadAheadSize bytes, made by the first ReadString that reads ahead
+    unsigned int m_fill;  // bytes held
+    unsigned int m_next;  // the first byte not yet returned
+};
+
+constexpr unsigned int kLineReadAheadSize = 4096;
+
 struct KovraFileState_S {
-    CFile* m_pFile;                            // null until an open is attempted after Close
+    // Null until an open is attempted after Close. Members that read, write, position or lock
+    // the file reach it through CKovra::File(), which first gives back what ReadString read
+    // ahead; only ReadString itself and members that merely look at the file (its handle, its
+    // length) use this pointer directly.
+    CFile* m_pFile;
     char m_szMessage[256];                     // message of the last recorded failure
     int m_nCause;                              // cause of the last recorded failure; 0 none
     char m_szFailureFileName[kPathBufferSize]; // file name the last failure carried
@@ -41,6 +56,7 @@ struct KovraFileState_S {
     HMODULE m_hModule;                         // loaded for the long-path-name procedure
     FARPROC m_pfnLongPathName;
     CRITICAL_SECTION m_lock;                   // taken by Close only
+    LineReadAhead_S m_readAhead;               // ReadString's unread bytes (deny-write files)
 };
 
 // Open options as the record stores them.

@@ -208,6 +208,8 @@ int CKovra::Close(int flags)
     int result = 0;
 
     ::EnterCriticalSection(&state.m_lock);
+    delete[] state.m_readAhead.m_pBytes;  // what ReadString read ahead belongs to this file only
+    state.m_readAhead = LineReadAhead_S{};
     if (state.m_pFile) {
         LogCall(":Close");
         result = 1;

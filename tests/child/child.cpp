@@ -2,6 +2,7 @@
 //
 //   kovra_child open TYPE NAME OPTIONS EVENT    opens, prints "OPEN <result>", holds until EVENT
 //   kovra_child lock TYPE NAME POS COUNT EVENT  opens read/write, prints "LOCK <result>", holds
+//   kovra_child addtype NAME LOCATION           adds the type to the shared table
 //   kovra_child events N                        N StartSession/RemoveSession pairs (event lines)
 //   kovra_child trace EVENT                     two traces, "SENT 1 tid=T module=M", waits for EVENT,
 //                                               "SENT 2"
@@ -46,6 +47,8 @@ int main(int argc, char** argv)
         std::printf("LOCK %d\n", file.Lock(std::atol(argv[4]), std::atoi(argv[5])));
         std::fflush(stdout);
         WaitForEvent(argv[6]);
+    } else if (command == "addtype" && argc == 4) {
+        return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
     } else if (command == "events" && argc == 3) {
         const INT_PTR base = static_cast<INT_PTR>(::GetCurrentProcessId()) * 1000;
         for (int index = 0; index < std::atoi(argv[2]); ++index) {

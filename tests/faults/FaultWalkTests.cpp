@@ -171,6 +171,11 @@ std::vector<Scenario> Scenarios()
          {{"ReadFile", kShows}, {"SetFilePointerEx", kRecords}}},
         {"WriteString", "text", Opened("DATA.TXT", KOVRA_READWRITE | KOVRA_TEXT), ACT(w.file->WriteString("abc\n", 0)),
          "0", {kWriteFails}},
+        // The line goes out with its line end in one write; when that fails, the three pieces follow.
+        {"WriteString", "text line", Opened("DATA.TXT", KOVRA_READWRITE | KOVRA_TEXT),
+         ACT(w.file->WriteString("abc", 0)), "0", {}},
+        {"ReadString", "read ahead", Opened("DATA.TXT", KOVRA_READ | KOVRA_DENY_WRITE),
+         ACT(Text(w.file->ReadString(Scratch(), 3, nullptr, 0)) + " " + g_text), "0 ", {{"ReadFile", kShows}}},
         {"WriteString", "modifiable text", writing, ACT(w.file->WriteString(Scratch("abc"), 0)), "0", {kWriteFails}},
         {"Printf", "text", Opened("DATA.TXT", KOVRA_READWRITE | KOVRA_TEXT), ACT(w.file->Printf(0, "%d\n", 5)), "0",
          {kWriteFails}},

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <regex>
+#include <sstream>
 #include <thread>
 
 #include "FileChecks.h"
@@ -204,6 +205,60 @@ TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
     ASSERT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));  // without the text option
     file.Seek(510, 0);
     EXPECT_EQ(lines[1] + "\r\n|513|1|1023", ReadLine(file, 1000));
+}
+
+// Steps: Lsize ReadString, Rcount Read, Soffset Seek from the current position, =offset Seek from the start,
+// Wtext Write, Tlength SetLength, P GetPosition. The results of each step, one a line.
+std::string RunSteps(CKovra& file, const std::string& steps)
+{
+    std::string results;
+    std::istringstream stream(steps);
+    for (std::string step; stream >> step;) {
+        const std::string argument = step.substr(1);
+        const long number = std::atol(argument.c_str());
+        char buffer[1001] = "";
+        unsigned int length = 0;
+        switch (step[0]) {
+        case 'L': results += std::to_string(file.ReadString(buffer, number, &length)); break;
+        case 'R': results += std::to_string(file.Read(buffer, number)); break;
+        case 'S': results += std::to_string(file.Seek(number, 1)); break;
+        case '=': file = number; break;
+        case 'W': results += std::to_string(file.Write(argument.c_str(), argument.size())); break;
+        case 'T': results += std::to_string(file.SetLength(number)); break;
+        case 'P': results += std::to_string(file.GetPosition()); break;
+        }
+        results += "|" + std::to_string(length) + "|" + buffer + "\n";
+    }
+    return results;
+}
+
+TEST(BlockTextIo, AnObjectThatDeniesWritingReadsAheadWhereNoStepCanTell)
+{
+    ScratchDirectory directory(kBase + "BT_AHEAD");
+    std::string bytes;  // 7 KB, beyond one read-ahead: CRs inside lines, a line of 600 bytes across its border
+    for (int line = 0; line < 600; ++line)
+        bytes += "line " + std::to_string(line) + (line % 7 ? "" : "\rx") + (line == 380 ? std::string(600, 'z') : "") +
+                 "\r\n";
+    std::string walk = "=3900";  // line by line over the read-ahead's border
+    for (int step = 0; step < 60; ++step)
+        walk += step % 9 ? " L100 P" : " L50 L3 R2 S-1 P";
+    const std::vector<std::string> sequences = {walk, "L100 L100 P R7 L100 S-3 L100 L3 L3 L100 P L0 P",
+                                                "L100 W<w> L100 P S3000 L100 P L100 T3043 L100 L100 P L100",
+                                                "=4090 L100 P L1000 L40 L40 P =0 L100 S4100 L100 P"};
+    const unsigned long optionSets[] = {KOVRA_READWRITE, KOVRA_READWRITE | KOVRA_TEXT, KOVRA_APPEND | KOVRA_TEXT};
+    for (unsigned long options : optionSets)
+        for (const std::string& steps : sequences) {
+            std::string shared, denying;
+            const unsigned long denial = options & KOVRA_APPEND ? KOVRA_EXCLUSIVE : KOVRA_DENY_WRITE;
+            for (unsigned long sharing : {0ul, denial}) {
+                WriteFileBytes(directory / "F.TXT", bytes);
+                CKovra file("T_BASE", "BT_AHEAD\\F.TXT", options | sharing);
+                (sharing ? denying : shared) = RunSteps(file, steps);
+                file.Close();
+                (sharing ? denying : shared) += ReadFileBytes(directory / "F.TXT");
+            }
+            EXPECT_EQ(shared, denying) << options << ": " << steps;
+        }
 }
 
 TEST(BlockTextIo, TextModeWritesCrLfAppendModeWritesAtTheEndAndFailuresWithoutAccessOrFile)

@@ -154,6 +154,12 @@ TEST(FileTypes, NamesAreCaseSensitiveChangedInPlaceAtMost35CharactersAndAtMost14
     expected.insert(expected.end(), {"abc 9 7", "ABC 6 1", longest + " 2 1"});
     EXPECT_EQ(expected, Types());
     EXPECT_EQ(kBase + "F.TXT", Resolve("abc", "F.TXT"));  // 9: the data path, here the base path
+    // Lookups see a type that another process adds after them, and a record changed in place as it now is.
+    EXPECT_EQ("", Resolve("CHILD", "F.TXT"));
+    EXPECT_EQ(0, ChildProcess(CommandLine("kovra_child.exe", "addtype CHILD 7")).Wait());
+    EXPECT_EQ(kBase + "DAT\\WS1\\F.TXT", Resolve("CHILD", "F.TXT"));
+    EXPECT_EQ(1, CKovra::AddFileType("abc", 7, 7));
+    EXPECT_EQ(kBase + "DAT\\WS1\\F.TXT", Resolve("abc", "F.TXT"));
     EXPECT_EQ(0, CKovra::SetDebugLevel(5));
     EXPECT_EQ(5, CKovra::SetDebugLevel(0));  // each call answers the level it replaces
 
