@@ -28,10 +28,9 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
                                    "Location=NOWHERE"}));
     WriteFileBytes(base + "IN.TXT", "one\r\ntwo\r\n");
     MakeDirectories(empty);
-    const std::string defaultConfig = "C:\\KOVRA\\DAT\\CKOVRA.INI";
-    const std::string noDefault = PathExists("C:\\KOVRA\\DAT")
-                                      ? defaultConfig + " was not found."
-                                      : "All or part of the path " + defaultConfig + " is invalid.";
+    const std::string defaultConfig = "C:\\KOVRA\\DAT\\CKOVRA.INI", missingPath = "All or part of the path ";
+    const std::string noDefault = PathExists("C:\\KOVRA\\DAT") ? defaultConfig + " was not found."
+                                                               : missingPath + defaultConfig + " is invalid.";
     const std::vector<EnvVar> inSite = site.Environment(), refused = refusing.Environment();
     const std::vector<EnvVar> nowhere = {{"TARNEL31_WKSTA", ""}, {"TARNEL31_WKSTATMP", ""}, {"KARVELO-CKOVRAHOME", ""}};
     const std::vector<EnvVar> emptyHome = site.Environment({{"TARNEL31_WKSTATMP", ""}, {"KARVELO-CKOVRAHOME", empty}});
@@ -52,7 +51,6 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
         {inSite, "resolve T_USER SUB\\A.TXT", 0, {base + "A.TXT"}},
         {inSite, "resolve T_USER SUB\\A.TXT --user ANNA --client 42", 0, {base + "CLIENTS\\42\\USERS\\ANNA\\A.TXT"}},
         {inSite, "resolve XWS A.TXT --module " + base + "ORDERS", 0, {base + "ORDERS\\A.TXT"}},
-        {inSite, "resolve REPORTS R%Y.TXT", 0, {base + "R" + CurrentUtcDate("%Y") + ".TXT"}},
         {inSite, "resolve NOPE A.TXT", 1, {"kovra: Kovra : KOVRA_ERROR(NOPE, A.TXT, , -1): unknown file type"}},
         {inSite, "types", 0, {"NAME                                LOCATION        ENCRYPTION", row("DFT", "DEFAULT"),
                               row("XWS", "MODULE"), row("T_DATA", "BASEDATA"), row("T_USER", "USER"),
@@ -76,8 +74,8 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
                                               wrong + ":11: section [arc] repeats [ARC] of line 9: both read the "
                                                       "same keys",
                                               wrong + ":11: unknown location word 'ARCHIVE' for [arc]",
-                                              wrong + ":13: 'Location' without '=' in [NOEQ]: the key reads as missing, "
-                                                      "and the Location lines after it are not read",
+                                              wrong + ":13: 'Location' without '=' in [NOEQ]: the key reads as "
+                                                      "missing, and the Location lines after it are not read",
                                               wrong + ": 9 problems"}},
         // Without an installation the tool checks, and says where the library would have looked.
         {nowhere, "check-config " + config, 0, {config + ": no problems"}},

@@ -20,13 +20,6 @@ using namespace std::string_literals;  // "...\0..."s keeps its NULs
 
 namespace {
 
-std::string ProfileText(const std::string& path, const std::string& section, const char* key, const char* fallback)
-{
-    char value[65] = "";
-    ::GetPrivateProfileStringA(section.c_str(), key, fallback, value, sizeof value, path.c_str());
-    return value;
-}
-
 // The number of a word in words, from 1, regardless of case; 0 for none.
 int WordNumber(const std::string& word, const Lines& words)
 {
@@ -42,6 +35,11 @@ Lines ReadPlainly(const std::string& path, const std::string& bytes)
     static const Lines kLocations = {"DEFAULT", "BASE",     "MODULE",   "CLIENT",       "MODULECLIENT",  "USER",
                                      "WKSTA",   "WKSTATMP", "BASEDATA", "BASEREADONLY", "MODULEREADONLY"};
     std::vector<std::pair<std::string, std::string>> table = {{"DFT", "1 1"}, {"XWS", "3 1"}};
+    auto read = [&](const std::string& section, const char* key, const char* fallback = "") {
+        char value[65] = "";
+        ::GetPrivateProfileStringA(section.c_str(), key, fallback, value, sizeof value, path.c_str());
+        return std::string(value);
+    };
     // Lines of at most 1024 bytes, each ending behind its LF; a NUL ends a line's text.
     for (size_t start = 0, end; start < bytes.size(); start = end) {
         end = std::min(std::min(bytes.find('\n', start), bytes.size() - 1) + 1, start + 1024);
@@ -51,24 +49,25 @@ Lines ReadPlainly(const std::string& path, const std::string& bytes)
             !::lstrcmpiA(line.substr(0, line.find_first_of("\r\n")).c_str(), "[DefaultSettings]"))
             continue;
         const std::string name = line.substr(1, close - 1);
-        std::string location = ProfileText(path, name, "Location", ""), encryption = ProfileText(path, name, "Encryption", "");
+        std::string location = read(name, "Location"), encryption = read(name, "Encryption");
+        std::string base = read(name, "BaseType");
         // The BaseType chain fills in what the section leaves out, until it ends or comes back.
-        std::string base = ProfileText(path, name, "BaseType", "");
-        for (Lines asked = {name}; !base.empty() && !WordNumber(base, asked); base = ProfileText(path, base, "BaseType", "")) {
+        for (Lines asked = {name}; !base.empty() && !WordNumber(base, asked); base = read(base, "BaseType")) {
             asked.push_back(base);
-            location = location.empty() ? ProfileText(path, base, "Location", "DEFAULT") : location;
-            encryption = encryption.empty() ? ProfileText(path, base, "Encryption", "DEFAULT") : encryption;
+            location = location.empty() ? read(base, "Location", "DEFAULT") : location;
+            encryption = encryption.empty() ? read(base, "Encryption", "DEFAULT") : encryption;
         }
         const int locationNumber = location.empty() ? 1 : WordNumber(location, kLocations);
         const int encryptionNumber = encryption.empty() ? 1 : WordNumber(encryption, {"DEFAULT"});
+        const std::string wrong = "CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base + ")";
         if (!base.empty() || !locationNumber || !encryptionNumber)
-            return {"Kovra|" + ("CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base + ")").substr(0, 511)};
+            return {"Kovra|" + wrong.substr(0, 511)};
         // Names of 1 to 35 characters; one seen before changes its record; the table holds 1489.
-        auto same = std::find_if(table.begin(), table.end(), [&](const auto& type) { return type.first == name; });
-        const std::string numbers = std::to_string(locationNumber) + " " + std::to_string(encryptionNumber);
         if (name.empty() || name.size() > 35)
             continue;
-        else if (same != table.end())
+        auto same = std::find_if(table.begin(), table.end(), [&](const auto& type) { return type.first == name; });
+        const std::string numbers = std::to_string(locationNumber) + " " + std::to_string(encryptionNumber);
+        if (same != table.end())
             same->second = numbers;
         else if (table.size() < 1489)
             table.emplace_back(name, numbers);
@@ -117,7 +116,8 @@ std::string Sections(int count, const std::function<Lines(int)>& keys)
 std::string Chain(const std::string& last)
 {
     return Sections(1500, [&](int index) {
-        return index < 1499 ? Lines{"Location=", "BaseType=" + Numbered(index + 1)} : Lines{"Location=USER", "BaseType=" + last};
+        return index < 1499 ? Lines{"Location=", "BaseType=" + Numbered(index + 1)}
+                            : Lines{"Location=USER", "BaseType=" + last};
     });
 }
 

@@ -66,8 +66,8 @@ TEST(Startup, ThePathsComeFromTheWorkstationDirectoryAndTheDirectoryOption)
     // workstation directory finds DAT\CKOVRA.INI below it.
     const std::string work = installation.Root() + "WORK";
     WriteFileBytes(work + "\\REL\\DAT\\CKOVRA.INI", IniText({"[DefaultSettings]", "Option=48"}));
-    ProgramRun relative =
-        installation.Probe("//CKOVRADIR:" + work + "/X", {{"TARNEL31_WKSTA", "REL\\DAT\\WS1"}, {"KARVELO-CKOVRAHOME", ""}});
+    const std::vector<EnvVar> relativeWorkstation = {{"TARNEL31_WKSTA", "REL\\DAT\\WS1"}, {"KARVELO-CKOVRAHOME", ""}};
+    ProgramRun relative = installation.Probe("//CKOVRADIR:" + work + "/X", relativeWorkstation);
     EXPECT_EQ(work, relative.Value("CWD"));
     EXPECT_EQ("REL\\", relative.Value("BASE"));
     EXPECT_EQ("48", relative.Value("OPTION"));

@@ -81,12 +81,6 @@ std::string Hex(unsigned long long value)
     return text;
 }
 
-std::string UniqueName()
-{
-    static LONG counter = 0;
-    return "kovratest-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(::InterlockedIncrement(&counter));
-}
-
 Lines LogRecords(const std::string& logPath, const std::string& start)
 {
     static const std::regex stamped(R"(\d\d\.\d\d \d\d:\d\d:\d\d\.\d\d\d (.*))");
