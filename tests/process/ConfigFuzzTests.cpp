@@ -92,12 +92,7 @@ Lines LoadLibraryOnce(BoxWatcher& watcher)
     return outcome;
 }
 
-std::string Numbered(int index)  // "S0042"
-{
-    char name[8];
-    std::snprintf(name, sizeof name, "S%04d", index);
-    return name;
-}
+std::string Numbered(int index) { return "S" + std::to_string(10000 + index).substr(1); }  // "S0042"
 
 // Sections S0000 to S<count-1>, each with the keys that `keys` gives for its index.
 std::string Sections(int count, const std::function<Lines(int)>& keys)
