@@ -27,21 +27,25 @@ Lines SplitLines(const std::string& text);                                // on 
 std::string ProgramPath(const std::string& program);                      // a program beside this one
 std::string CurrentUtcDate(const char* format);                           // strftime of the UTC date
 std::string Hex(unsigned long long value);                                // lower-case, no prefix
+
 inline bool PathExists(const std::string& path)
 {
     return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
+
 inline void MakeDirectories(const std::string& directory)
 {
     std::error_code ignored;
     std::filesystem::create_directories(directory, ignored);
 }
+
 inline std::string UniqueName()  // for this test's files and events
 {
     static LONG counter = 0;
     return "kovratest-" + std::to_string(::GetCurrentProcessId()) + "-" +
            std::to_string(::InterlockedIncrement(&counter));
 }
+
 inline std::string CommandLine(const std::string& program, const std::string& arguments)  // of ProgramPath
 {
     return "\"" + ProgramPath(program) + "\" " + arguments;
