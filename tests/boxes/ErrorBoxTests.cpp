@@ -22,24 +22,18 @@ TEST(Boxes, GetLastErrorAndTheLookupWithoutASessionShowTheirBoxes)
     int cause = 0;
     file.Open("T_BASE", "ERRBOX\\MISSING.TXT", KOVRA_READ);
     EXPECT_EQ(1, file.GetLastError(&cause));  // reported without a box
-
     // Without any session the lookup and the setter report that they found none.
     void* process = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
     CKovra::RemoveThread(process, ::GetCurrentThreadId());
     CKovra::RemoveSession(process);
     EXPECT_STREQ(KOVRA_TEST_DRIVE ":\\APP\\F.TXT", file.GetRealFileName("T_BASE", "F.TXT"));
     EXPECT_EQ(1, CKovra::SetUser("U1"));
-
-    std::vector<std::string> texts;
-    for (const MessageBoxSeen& box : watcher.Boxes())
-        texts.push_back(box.caption + "|" + box.text);
-    EXPECT_EQ((std::vector<std::string>{
-                  "Kovra|Kovra : KOVRA_Exception(Type(T_BASE), FileName(ERRBOX\\MISSING.TXT), RealFileName(" + missing +
-                      "), Cause(2), (Msg(" + missing + " was not found.))",
-                  "Kovra|Kovra : KOVRA_ERROR(Type(NOPE), FileName(F.TXT), RealFileName(" + missing + "), Error(-1))",
-                  "Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
-                  "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
-              texts);
+    EXPECT_EQ((Lines{"Kovra|Kovra : KOVRA_Exception(Type(T_BASE), FileName(ERRBOX\\MISSING.TXT), RealFileName(" +
+                         missing + "), Cause(2), (Msg(" + missing + " was not found.))",
+                     "Kovra|Kovra : KOVRA_ERROR(Type(NOPE), FileName(F.TXT), RealFileName(" + missing + "), Error(-1))",
+                     "Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
+                     "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
+              watcher.Boxes());
 }
 
 } // namespace

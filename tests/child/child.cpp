@@ -31,21 +31,19 @@ void WaitForEvent(const char* name, DWORD timeoutMs = 60000)
 
 int main(int argc, char** argv)
 {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "stall" && argc == 3) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
         std::printf("STALLING\n");
-        std::fflush(stdout);
         WaitForEvent(argv[2], 300000);  // without looking at its messages
     } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
-        std::fflush(stdout);
         WaitForEvent(argv[5]);
     } else if (command == "lock" && argc == 7) {
         CKovra file(argv[2], argv[3], KOVRA_READWRITE);
         std::printf("LOCK %d\n", file.Lock(std::atol(argv[4]), std::atoi(argv[5])));
-        std::fflush(stdout);
         WaitForEvent(argv[6]);
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
@@ -61,13 +59,11 @@ int main(int argc, char** argv)
         // What the trace record's header should carry: this thread and the executable's handle.
         std::printf("SENT 1 tid=%lu module=%llx\n", ::GetCurrentThreadId(),
                     static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(::GetModuleHandleA(nullptr))));
-        std::fflush(stdout);
         WaitForEvent(argv[2]);
         CKovra::RemoveSession(reinterpret_cast<void*>(1234));
         std::printf("SENT 2\n");
     } else {
-        std::fprintf(stderr, "kovra_child: unknown command or arguments\n");
-        return 2;
+        return 2;  // an unknown command or the wrong number of arguments
     }
     return 0;
 }

@@ -1,56 +1,45 @@
-// CKOVRA.INI at random: sections, keys, BaseType chains and loops, headers without ']', long
-// lines, binary bytes and UTF-16. This process loads the library as the first process for each
-// file and compares its table or stop box with a plain reading through the platform's profile
-// service; then the checker reads every file. The files in tests/config/fuzz-cases (inputs that
-// once failed) come first; the generated ones follow from a fixed seed, bounded in count and time.
+// CKOVRA.INI read by the library as the platform's profile service reads it. For each file this
+// process loads the library as the first process and compares its table or stop box with a plain
+// reading through the profile service; then the checker reads every file. The files in
+// tests/config/fuzz-cases (inputs that once failed) come first, then files of every rule, then
+// 400 random ones (sections, keys, BaseType chains and rings, headers without ']', long lines,
+// binary bytes, UTF-16) from a fixed seed.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <random>
 
 #include "Installation.h"
-#include "kovra/diag.h"
 
 using namespace kovratest;
+using namespace std::string_literals;  // "...\0..."s keeps its NULs
 
 namespace {
 
-constexpr std::uint32_t kSeed = 20261123;  // KOVRA_FUZZ_SEED chooses another
-constexpr size_t kMaxGeneratedFiles = 500;
-constexpr std::chrono::seconds kTimeBudget(8);
-
-std::string ProfileText(const std::string& path, const std::string& section, const char* key, const char* fallback)
-{
-    char value[65] = "";
-    ::GetPrivateProfileStringA(section.c_str(), key, fallback, value, sizeof value, path.c_str());
-    return value;
-}
-
-// The number of a location or encryption word, from 1 (DEFAULT, also the empty word); -1 for none.
+// The number of a word in words, from 1, regardless of case; 0 for none.
 int WordNumber(const std::string& word, const Lines& words)
 {
     for (size_t index = 0; index < words.size(); ++index)
         if (::lstrcmpiA(words[index].c_str(), word.c_str()) == 0)
             return static_cast<int>(index) + 1;
-    return word.empty() ? 1 : -1;
+    return 0;
 }
 
-bool Contains(const Lines& names, const std::string& name)
-{
-    return std::any_of(names.begin(), names.end(),
-                       [&](const std::string& seen) { return !_stricmp(seen.c_str(), name.c_str()); });
-}
-
-// What a load shows: "loaded" and the table's "name location encryption" lines, or "refused";
-// then "box caption|text" of each message box.
+// What a load shows: the table's "name location encryption" lines, or the stop box.
 Lines ReadPlainly(const std::string& path, const std::string& bytes)
 {
     static const Lines kLocations = {"DEFAULT", "BASE",     "MODULE",   "CLIENT",       "MODULECLIENT",  "USER",
                                      "WKSTA",   "WKSTATMP", "BASEDATA", "BASEREADONLY", "MODULEREADONLY"};
     std::vector<std::pair<std::string, std::string>> table = {{"DFT", "1 1"}, {"XWS", "3 1"}};
+    auto read = [&](const std::string& section, const char* key, const char* fallback = "") {
+        char value[65] = "";
+        ::GetPrivateProfileStringA(section.c_str(), key, fallback, value, sizeof value, path.c_str());
+        return std::string(value);
+    };
     // Lines of at most 1024 bytes, each ending behind its LF; a NUL ends a line's text.
     for (size_t start = 0, end; start < bytes.size(); start = end) {
         end = std::min(std::min(bytes.find('\n', start), bytes.size() - 1) + 1, start + 1024);
@@ -60,61 +49,71 @@ Lines ReadPlainly(const std::string& path, const std::string& bytes)
             !::lstrcmpiA(line.substr(0, line.find_first_of("\r\n")).c_str(), "[DefaultSettings]"))
             continue;
         const std::string name = line.substr(1, close - 1);
-        std::string location = ProfileText(path, name, "Location", "");
-        std::string encryption = ProfileText(path, name, "Encryption", "");
-        std::string base = ProfileText(path, name, "BaseType", "");
+        std::string location = read(name, "Location"), encryption = read(name, "Encryption");
+        std::string base = read(name, "BaseType");
         // The BaseType chain fills in what the section leaves out, until it ends or comes back.
-        Lines asked = {name};
-        for (; !base.empty() && !Contains(asked, base); base = ProfileText(path, base, "BaseType", "")) {
+        for (Lines asked = {name}; !base.empty() && !WordNumber(base, asked); base = read(base, "BaseType")) {
             asked.push_back(base);
-            location = location.empty() ? ProfileText(path, base, "Location", "DEFAULT") : location;
-            encryption = encryption.empty() ? ProfileText(path, base, "Encryption", "DEFAULT") : encryption;
+            location = location.empty() ? read(base, "Location", "DEFAULT") : location;
+            encryption = encryption.empty() ? read(base, "Encryption", "DEFAULT") : encryption;
         }
-        const int locationNumber = WordNumber(location, kLocations);
-        const int encryptionNumber = WordNumber(encryption, {"DEFAULT"});
-        if (!base.empty() || locationNumber < 0 || encryptionNumber < 0) {
-            const std::string text = "CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base;
-            return {"refused", "box Kovra|" + (text + ")").substr(0, 511)};
-        }
+        const int locationNumber = location.empty() ? 1 : WordNumber(location, kLocations);
+        const int encryptionNumber = encryption.empty() ? 1 : WordNumber(encryption, {"DEFAULT"});
+        const std::string wrong = "CKOVRA.INI wrong, (" + name + "," + location + "," + encryption + "," + base + ")";
+        if (!base.empty() || !locationNumber || !encryptionNumber)
+            return {"Kovra|" + wrong.substr(0, 511)};
         // Names of 1 to 35 characters; one seen before changes its record; the table holds 1489.
         if (name.empty() || name.size() > 35)
             continue;
-        const std::string numbers = std::to_string(locationNumber) + " " + std::to_string(encryptionNumber);
         auto same = std::find_if(table.begin(), table.end(), [&](const auto& type) { return type.first == name; });
+        const std::string numbers = std::to_string(locationNumber) + " " + std::to_string(encryptionNumber);
         if (same != table.end())
             same->second = numbers;
         else if (table.size() < 1489)
             table.emplace_back(name, numbers);
     }
-    Lines outcome = {"loaded"};
+    Lines types;
     for (const auto& type : table)
-        outcome.push_back(type.first + " " + type.second);
-    return outcome;
+        types.push_back(type.first + " " + type.second);
+    return types;
 }
 
-template <typename Function>
-Function Entry(HMODULE library, const char* name)
-{
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(library, name)));
-}
-
+// Loads the library as the first process: its table, then the boxes that it showed meanwhile.
 Lines LoadLibraryOnce(BoxWatcher& watcher)
 {
     const size_t boxesBefore = watcher.Boxes().size();
-    Lines outcome = {"refused"};
+    Lines outcome;
     if (HMODULE library = ::LoadLibraryA("kovra.dll")) {
-        outcome = {"loaded"};
-        auto getFileType = Entry<int (*)(int, FileType_S*)>(library, "KovraGetFileType");
-        FileType_S type;
-        for (int index = 0; getFileType(index, &type); ++index)
-            outcome.push_back(std::string(type.name) + " " + std::to_string(type.location) + " " +
-                              std::to_string(type.encryption));
+        outcome = FileTypes(library);
         ::FreeLibrary(library);
     }
-    const std::vector<MessageBoxSeen> boxes = watcher.Boxes();
-    for (size_t index = boxesBefore; index < boxes.size(); ++index)
-        outcome.push_back("box " + boxes[index].caption + "|" + boxes[index].text);
+    const Lines boxes = watcher.Boxes();
+    outcome.insert(outcome.end(), boxes.begin() + boxesBefore, boxes.end());
     return outcome;
+}
+
+std::string Numbered(int index) { return "S" + std::to_string(10000 + index).substr(1); }  // "S0042"
+
+// Sections S0000 to S<count-1>, each with the keys that `keys` gives for its index.
+std::string Sections(int count, const std::function<Lines(int)>& keys)
+{
+    Lines lines;
+    for (int index = 0; index < count; ++index) {
+        const Lines more = keys(index);
+        lines.push_back("[" + Numbered(index) + "]");
+        lines.insert(lines.end(), more.begin(), more.end());
+    }
+    return IniText(lines);
+}
+
+// A chain 1500 deep, each section with an empty Location and the next as its base; the last
+// has Location=USER and the base `last`.
+std::string Chain(const std::string& last)
+{
+    return Sections(1500, [&](int index) {
+        return index < 1499 ? Lines{"Location=", "BaseType=" + Numbered(index + 1)}
+                            : Lines{"Location=USER", "BaseType=" + last};
+    });
 }
 
 // Lines that CKOVRA.INI may hold, good and bad: %N stands for a type name, %L a location, %E an
@@ -133,7 +132,7 @@ const std::map<char, Lines> kFields = {
     {'L', {"BASE", "USER", "basedata", "DEFAULT", "", "MODULE", "\"BASE\"", "'USER'", "\"\"", "BASE\x1A", " WKSTA", "'",
            "\"" + std::string(64, 'B') + "\"", "ARCHIVE"}},
     {'E', {"DEFAULT", "", "default", "\"DEFAULT\"", "X"}},
-    {'0', {std::string(1, '\0')}}};
+    {'0', {"\0"s}}};
 
 // Random lines of those kinds, some bytes damaged, often in UTF-16. Every draw stands in a
 // statement of its own, so that the files follow from the seed alone.
@@ -164,78 +163,85 @@ std::string GeneratedFile(std::mt19937& random)
         const int at = pick(text.size());
         text[at] = "\0\xFF\r\n[]="[pick(7)];
     }
-    if (pick(2))
-        return text;
     std::string wide = "\xFF\xFE";  // UTF-16
     for (char c : text)
         wide += std::string(1, c) + '\0';
-    return wide;
-}
-
-// Every file gets a last-write time of its own, an hour back: the profile service then reads
-// each one once, not on every call while it is young.
-void WriteConfig(const std::string& path, const std::string& bytes, int number)
-{
-    WriteFileBytes(path, bytes);
-    HANDLE file = ::CreateFileA(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    FILETIME now;
-    ::GetSystemTimeAsFileTime(&now);
-    ULARGE_INTEGER time{{now.dwLowDateTime, now.dwHighDateTime}};
-    time.QuadPart -= (3600ULL + static_cast<ULONGLONG>(number)) * 10000000ULL;
-    const FILETIME past{time.LowPart, time.HighPart};
-    ::SetFileTime(file, nullptr, nullptr, &past);
-    ::CloseHandle(file);
-}
-
-Lines KeptFiles()
-{
-    Lines files;
-    WIN32_FIND_DATAA found;
-    HANDLE search = ::FindFirstFileA(KOVRA_FUZZ_CASES "/*.ini", &found);
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = ::FindNextFileA(search, &found))
-        files.push_back(ReadFileBytes(std::string(KOVRA_FUZZ_CASES "/") + found.cFileName));
-    if (search != INVALID_HANDLE_VALUE)
-        ::FindClose(search);
-    return files;
+    return pick(2) ? text : wide;
 }
 
 TEST(ConfigFuzz, GeneratedFilesLoadAsTheirPlainReadingSays)
 {
     Installation installation("FUZZCONF");
-    const std::string path = installation.ConfigDirectory() + "\\CKOVRA.INI";
-    _putenv(("KARVELO-CKOVRAHOME=" + installation.ConfigDirectory()).c_str());
-    const char* chosenSeed = std::getenv("KOVRA_FUZZ_SEED");
-    const std::uint32_t seed = chosenSeed ? std::strtoul(chosenSeed, nullptr, 10) : kSeed;
+    const std::string path = installation.ConfigFile(), checked = installation.Root() + "CHECKED.INI";
+    _putenv(("KARVELO-CKOVRAHOME=" + installation.Root() + "CONF").c_str());
+    Lines files;
+    for (const std::string& name : Entries(KOVRA_FUZZ_CASES))
+        files.push_back(ReadFileBytes(KOVRA_FUZZ_CASES "/" + name));
+    files.insert(files.end(), {
+        // First a file that stops the load: its box must be served while the loader is busy.
+        IniText({"[S]", "Location=USER", "BaseType=s"}),
+        // [ABC] reads the keys of [abc], as the profile service finds sections.
+        IniText({"[defaultSETTINGS]", "Option=32", "[A]", "BaseType=B", "[B]", "Location=BASE", "BaseType=C", "[C]",
+                 "Location=USER", "[abc]", "Location=BASE", "[ABC]", "Location=USER"}),
+        // A base without the key gives DEFAULT, whatever its own bases say; a key present and empty
+        // asks the next base; a base naming no section gives DEFAULT.
+        IniText({"[B]", "BaseType=C", "[C]", "Location=USER", "Encryption=DEFAULT", "[T]", "BaseType=b", "[E]",
+                 "Location=", "BaseType=F", "[F]", "Location=", "Encryption=", "BaseType=C", "[N]", "Encryption=",
+                 "BaseType=NOPE"}),
+        // Blanks and quotes around values, the case of keys, the first of repeated keys and
+        // sections, a key without '=' and a comment.
+        IniText({"[Q]", "  BaseType = \" r \"  ", "[R]", "location = 'BaseData'", "Location=USER", "[S]",
+                 ";Location=USER", "Location", "Location=USER", "[r]", "Location=USER"}),
+        IniText({"[T]", "BaseType=" + std::string(70, 'L'), "[" + std::string(64, 'L') + "]", "Location=USER"}),
+        // The type's own section gives it nothing as a base when its chain comes back to it.
+        IniText({"[R1]", "BaseType=R2", "[R2]", "Location=", "BaseType=R1"}),
+        Chain("s0000"),
+        // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line for
+        // the profile service but not for the section headers.
+        "[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n"s,
+        "[A]\r\nLocation=BA\0SE\r\n"s,
+        // When the table is full, later sections add no type, but their words are checked.
+        Sections(2000, [](int index) { return Lines{index < 1999 ? "Location=BASE" : "Location=ARCHIVE"}; }),
+    });
+    const char* chosenSeed = std::getenv("KOVRA_FUZZ_SEED");  // chooses another seed
+    const std::uint32_t seed = chosenSeed ? std::strtoul(chosenSeed, nullptr, 10) : 20261123;
     std::mt19937 random(seed);
-    Lines files = KeptFiles();
-    const size_t kept = files.size();
     std::vector<bool> refused;
     BoxWatcher watcher;
-    const auto start = std::chrono::steady_clock::now();
-    for (size_t number = 0; number < kept || (number < kept + kMaxGeneratedFiles &&
-                                               std::chrono::steady_clock::now() - start < kTimeBudget); ++number) {
-        if (number >= kept)
+    const auto hourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    for (size_t number = 0, last = files.size() + 400; number < last; ++number) {
+        if (number >= files.size())
             files.push_back(GeneratedFile(random));
-        WriteConfig(path, files[number], static_cast<int>(number));  // a crash leaves it in CKOVRA.INI
+        WriteFileBytes(path, files[number]);  // a crash leaves it in CKOVRA.INI
+        // A last-write time of its own, an hour back or more: the profile service then reads each
+        // file once, and not on every call while it is young.
+        std::filesystem::last_write_time(path, hourAgo - std::chrono::seconds(number));
         const Lines expected = ReadPlainly(path, files[number]), loaded = LoadLibraryOnce(watcher);
-        refused.push_back(loaded[0] == "refused");
-        if (loaded == expected)
-            continue;
-        const std::string keep = ProgramDirectory() + "fuzz-failed-" + std::to_string(number) + ".ini";
-        WriteFileBytes(keep, files[number]);
-        EXPECT_EQ(expected, loaded) << "file " << number << " (seed " << seed << "), kept as " << keep
+        refused.push_back(expected.size() == 1);  // a table holds the two built-in types at least
+        const std::string kept = ProgramPath("fuzz-failed-" + std::to_string(number) + ".ini");
+        if (loaded != expected)
+            WriteFileBytes(kept, files[number]);
+        EXPECT_EQ(expected, loaded) << "file " << number << " (seed " << seed << "), kept as " << kept
                                     << ": add it to tests/config/fuzz-cases";
     }
-    std::printf("seed %u: %zu kept and %zu generated files, %zu refused\n", seed, kept, files.size() - kept,
-                static_cast<size_t>(std::count(refused.begin(), refused.end(), true)));
+    // Files beyond what the profile service reads plainly. A line longer than 1024 characters comes
+    // in pieces: its first can't name a type, but a piece that starts with '[' can.
+    WriteFileBytes(path, IniText({"[A]", "Location=BASE", "[" + std::string(1 << 20, 'y') + "]", "Location=ARCHIVE",
+                                  std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'), "[B]", "Location=USER"}));
+    EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "A 2 1", "Z 1 1", "B 6 1"}), LoadLibraryOnce(watcher));
+    // Every section of a chain 1500 deep asks all of the chain behind it; the table holds 1489 types.
+    WriteFileBytes(path, Chain(""));
+    Lines full = {"DFT 1 1", "XWS 3 1"};
+    for (int index = 0; index < 1487; ++index)
+        full.push_back(Numbered(index) + " 6 1");
+    EXPECT_EQ(full, LoadLibraryOnce(watcher));
 
     // The checker reads every file the same way: a problem for each file that stops the load.
-    WriteConfig(path, "", -1);
+    WriteFileBytes(path, "");
     HMODULE library = ::LoadLibraryA("kovra.dll");
     ASSERT_NE(nullptr, library);
-    auto check = Entry<int (*)(const char*, KovraConfigProblemFn, void*)>(library, "KovraCheckConfig");
-    const std::string checked = installation.ConfigDirectory() + "\\CHECKED.INI";
-    for (size_t number = 0; number < files.size(); ++number) {
+    const auto check = Entry<decltype(&KovraCheckConfig)>(library, "KovraCheckConfig");
+    for (size_t number = 0; number < refused.size(); ++number) {
         WriteFileBytes(checked, files[number]);
         int problems = 0;
         EXPECT_EQ(problems, check(checked.c_str(), [](void* count, int, const char*) { ++*static_cast<int*>(count); },
