@@ -13,10 +13,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -44,8 +44,8 @@ inline const FaultCode kFaults[] = {
 enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2, kHeap = 4 };
 struct Hook { const char* name; void* standIn; void** real; unsigned failing; int calls = 0; };
 
-// A call that the armed run fails: the ordinal-th of function; met once it was made.
-struct Failure { std::string function; int ordinal; Fault fault; bool met; };
+// A call that the armed run fails: the ordinal-th of function.
+struct Failure { std::string function; int ordinal; Fault fault; };
 inline std::vector<Failure> g_failures;
 inline DWORD g_armedThread = 0;
 
@@ -61,7 +61,6 @@ Result Intercept(Hook& hook, Function real, Arguments... arguments)
     });
     if (failure == g_failures.end())
         return real(arguments...);
-    failure->met = true;
     if (hook.failing & kClosesAnyway)
         real(arguments...);
     const FaultCode& code = kFaults[failure->fault];
@@ -147,12 +146,9 @@ Hook* Passing(const char* name)
 
 FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
 
-// _sopen is variadic (the library always passes the permission argument), and the name and
-// record of _stat differ between the two targets.
-using OpenWithSharing = int(__cdecl*)(const char*, int, int, int);
-using StatusByName = int(__cdecl*)(const char*, void*);
-
-// The platform functions that the library calls, by family, and its heap functions.
+// The platform functions that the library calls, by family, and its heap functions. _sopen is
+// variadic (the library always passes the permission argument), and the name and record of
+// _stat differ between the two targets.
 inline const std::vector<Hook*>& Hooks()
 {
     static const std::vector<Hook*> hooks = {
@@ -165,23 +161,21 @@ inline const std::vector<Hook*>& Hooks()
         HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway),
         HOOK(GetPrivateProfileStringA), HOOK(WritePrivateProfileStringA), HOOK(GetPrivateProfileSectionA),
         HOOK(WritePrivateProfileSectionA), HOOK(CreateProcessA), HOOK(LoadLibraryA),
-        Redirect<__COUNTER__, OpenWithSharing>("_sopen", kMinusOne), HOOK(_write, kMinusOne), HOOK(_read, kMinusOne),
-        HOOK(_close, kClosesAnyway | kMinusOne), HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne),
-        HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
-        Redirect<__COUNTER__, StatusByName>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne),
-        HOOK(fopen), HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
+        Redirect<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>("_sopen", kMinusOne), HOOK(_write, kMinusOne),
+        HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne), HOOK(_access, kMinusOne),
+        HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne), HOOK(fopen), HOOK(fgets),
+        Redirect<__COUNTER__, int(__cdecl*)(const char*, void*)>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne),
+        HOOK(fclose, kClosesAnyway | kMinusOne),
         Passing<Malloc>("malloc"), Passing<Calloc>("calloc"), Passing<Realloc>("realloc"), Passing<Free>("free"),
         Passing<Strdup>("_strdup"), Passing<RedirectingGetProcAddress>("GetProcAddress"),
     };
     return hooks;
 }
 
-inline Hook* HookOf(const char* name)
+inline Hook* HookOf(const std::string& name)
 {
-    for (Hook* hook : Hooks())
-        if (std::strcmp(hook->name, name) == 0)
-            return hook;
-    return nullptr;
+    const auto hook = std::find_if(Hooks().begin(), Hooks().end(), [&](Hook* each) { return each->name == name; });
+    return hook == Hooks().end() ? nullptr : *hook;
 }
 
 // Functions that the library looks up at run time are redirected as its imports are.
@@ -195,12 +189,9 @@ inline FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
     return reinterpret_cast<FARPROC>(hook->standIn);
 }
 
-// Redirects the imports of the loaded kovra.dll, once per process.
-inline void InstallHooks()
+// Redirects the imports of the loaded kovra.dll; g_hooksInstalled does it as the program starts.
+inline bool InstallHooks()
 {
-    static bool installed = false;
-    if (std::exchange(installed, true))
-        return;
     auto* base = reinterpret_cast<BYTE*>(::GetModuleHandleA("kovra.dll"));
     const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
@@ -217,7 +208,9 @@ inline void InstallHooks()
             slot->u1.Function = reinterpret_cast<ULONG_PTR>(hook->standIn);
         }
     }
+    return true;
 }
+inline const bool g_hooksInstalled = InstallHooks();
 
 // Runs work with the calls of this thread counted and the planned failures made; true when it threw.
 inline bool RunArmed(std::vector<Failure> failures, const std::function<void()>& work)
@@ -236,13 +229,6 @@ inline bool RunArmed(std::vector<Failure> failures, const std::function<void()>&
     return threw;
 }
 
-// How often work made the library call function.
-inline int CallsOf(const char* function, const std::function<void()>& work)
-{
-    RunArmed({}, work);
-    return HookOf(function)->calls;
-}
-
 // The process's kernel handles (wine counts none per process: they are counted in the system's
 // list of every open handle), and the heap blocks and bytes that kovra.dll holds.
 struct Holdings { long long handles = 0, heapBlocks = 0, heapBytes = 0; };
@@ -253,9 +239,8 @@ inline Holdings CurrentHoldings()
                                       nullptr) == static_cast<NTSTATUS>(0xC0000004))  // the buffer is too small
         buffer.resize(buffer.size() * 2);
     const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
-    Holdings holdings;
-    holdings.handles = std::count_if(list->Handle, list->Handle + list->Count,
-                                     [](const auto& entry) { return entry.OwnerPid == ::GetCurrentProcessId(); });
+    Holdings holdings{std::count_if(list->Handle, list->Handle + list->Count,
+                                    [](const auto& entry) { return entry.OwnerPid == ::GetCurrentProcessId(); })};
     std::lock_guard<std::mutex> hold(g_heapLock);
     holdings.heapBlocks = static_cast<long long>(g_liveBlocks.size());
     for (const auto& block : g_liveBlocks)
@@ -270,6 +255,7 @@ struct World {
     std::unique_ptr<CKovra> file = std::make_unique<CKovra>();  // its GetLastError is the run's reported cause
     std::unique_ptr<CKovraFind> find;
     std::function<void()> undo;  // run after the member, unarmed
+    ~World() { if (undo) undo(); }
 };
 
 // What a failed call does to the member, beyond answering as a clean run does. kFails: it
@@ -286,9 +272,10 @@ enum Effect : unsigned {
 // and what their failure does; cause, if not -1, is the cause that GetLastError must report.
 struct CallRule { std::string calls; unsigned effect; int cause = -1; };
 
+using Setup = std::function<void(World&)>;
 struct Scenario {
     std::string member, variant;
-    std::function<void(World&)> setup;       // unarmed
+    Setup setup;                             // unarmed
     std::function<std::string(World&)> act;  // armed: calls the member, returns its result as text
     std::string failureResult;
     std::vector<CallRule> rules;
@@ -312,28 +299,26 @@ struct Run {
 };
 
 // Walks scenarios over a fixture directory and judges every run through the test's expectations.
-class FaultWalk {
-public:
-    // Lays out the fixture directory with files (name -> bytes; a name ending in a backslash is
-    // a directory), as it is laid out again before every run; the platform's temporary
-    // directory is its TEMP, so that temporary files left there show.
-    FaultWalk(const std::string& fixture, const Files& files) : m_fixture(fixture), m_files(files)
+struct FaultWalk {
+    // Lays out the directory with the files of layout (name -> bytes; a name ending in a
+    // backslash is a directory), as it is laid out again before every run; the platform's
+    // temporary directory is its TEMP, so that temporary files left there show.
+    FaultWalk(const std::string& directory, const Files& layout) : fixture(directory), files(layout)
     {
         ::SetEnvironmentVariableA("TMP", (fixture + "TEMP").c_str());
-        m_files["TEMP\\"] = "";
-        ::GetCurrentDirectoryA(sizeof m_workingDirectory, m_workingDirectory);
+        files["TEMP\\"] = "";
+        ::GetCurrentDirectoryA(sizeof workingDirectory, workingDirectory);
         // The first exception thrown inside the library (by a read of a file that isn't open)
         // may set up the unwinder's tables for good; let that happen before anything is counted.
         char byte = 0;
         CKovra("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0).Read(&byte, 1, 0);
         LayOut();
-        Snapshot(m_fixture, m_laidOut);
+        Snapshot(fixture, laidOut);
     }
 
     void Walk(const Scenario& scenario)
     {
-        m_members.insert(scenario.member);
-        ++m_scenarios;
+        members.insert(scenario.member);
         const std::string name = scenario.member + " (" + scenario.variant + "), ";
         Execute(scenario, {});  // the first run may set up what the library keeps for good
         const Run clean = Execute(scenario, {});
@@ -342,30 +327,21 @@ public:
             const std::string called = Hooks()[index]->name;
             for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= clean.calls[index]; ++ordinal) {
                 const CallRule* rule = RuleFor(scenario, called, ordinal);
-                const Fault fault = rule && (rule->effect & kProbes) ? kAccessDenied : Fault(m_failedCalls % 6);
-                ++m_failedCalls;
-                const Run run = Execute(scenario, {{called, ordinal, fault, false}});
+                const Fault fault = rule && (rule->effect & kProbes) ? kAccessDenied : Fault(failedCalls % 6);
+                ++failedCalls;
+                const Run run = Execute(scenario, {{called, ordinal, fault}});
                 Judge(name + "call " + std::to_string(ordinal) + " of " + called + ", " + kFaults[fault].name, scenario,
                       clean, run, called, rule, fault);
             }
         }
     }
 
-    std::string Summary() const
-    {
-        const auto failing = std::count_if(Hooks().begin(), Hooks().end(), [](Hook* h) { return h->failing != kHeap; });
-        return "fault walk: " + std::to_string(failing) + " platform functions hooked; " +
-               std::to_string(m_members.size()) + " members in " + std::to_string(m_scenarios) + " scenarios; " +
-               std::to_string(m_failedCalls) + " calls failed";
-    }
-
-private:
     void LayOut() const
     {
-        kovratest::RemoveTree(m_fixture);
-        for (const auto& [name, bytes] : m_files)
-            name.back() == '\\' ? kovratest::MakeDirectories(m_fixture + name)
-                                : kovratest::WriteFileBytes(m_fixture + name, bytes);
+        kovratest::RemoveTree(fixture);
+        for (const auto& [name, bytes] : files)
+            name.back() == '\\' ? kovratest::MakeDirectories(fixture + name)
+                                : kovratest::WriteFileBytes(fixture + name, bytes);
     }
 
     Run Execute(const Scenario& scenario, std::vector<Failure> failures) const
@@ -373,26 +349,24 @@ private:
         LayOut();
         Run run;
         const Holdings before = CurrentHoldings();
-        World world;
-        if (scenario.setup)
-            scenario.setup(world);
-        if (!scenario.scripted.empty())
-            failures.push_back({scenario.scripted, 1, scenario.scriptedFault, false});
-        run.threw = RunArmed(std::move(failures), [&] { run.result = scenario.act(world); });
-        for (const Failure& failure : g_failures)
-            run.failuresMet = run.failuresMet && failure.met;
+        {
+            World world;
+            if (scenario.setup)
+                scenario.setup(world);
+            if (!scenario.scripted.empty())
+                failures.push_back({scenario.scripted, 1, scenario.scriptedFault});
+            run.threw = RunArmed(std::move(failures), [&] { run.result = scenario.act(world); });
+            world.file->GetLastError(&run.cause, nullptr, 0, 0);
+        }
         for (const Hook* hook : Hooks())
             run.calls.push_back(hook->calls);
-        world.file->GetLastError(&run.cause, nullptr, 0, 0);
-        if (world.undo)
-            world.undo();
-        world.find.reset();
-        world.file.reset();
-        ::SetCurrentDirectoryA(m_workingDirectory);
+        for (const Failure& failure : g_failures)  // each met by its call
+            run.failuresMet = run.failuresMet && HookOf(failure.function)->calls >= failure.ordinal;
+        ::SetCurrentDirectoryA(workingDirectory);
         const Holdings after = CurrentHoldings();
         run.held = {after.handles - before.handles, after.heapBlocks - before.heapBlocks,
                     after.heapBytes - before.heapBytes};
-        Snapshot(m_fixture, run);
+        Snapshot(fixture, run);
         return run;
     }
 
@@ -409,30 +383,27 @@ private:
         EXPECT_FALSE(run.threw) << "an exception crossed the interface";
         EXPECT_TRUE(run.failuresMet) << "a failure planned for the run was not met";
         const std::string& failed = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
-        const std::string& due = effect & kAnyResult ? run.result : failed;
-        EXPECT_EQ(run.result, due);
+        EXPECT_EQ(run.result, effect & kAnyResult ? run.result : failed);
         const int recorded = effect & kRecords ? kFaults[fault].cause : clean.cause;
         EXPECT_EQ(run.cause, rule && rule->cause >= 0 ? rule->cause : recorded) << "the cause GetLastError reports";
-        EXPECT_EQ(run.held.handles, 0);
-        EXPECT_EQ(run.held.heapBlocks, 0);
-        EXPECT_EQ(run.held.heapBytes, 0);
+        EXPECT_EQ(std::tie(run.held.handles, run.held.heapBlocks, run.held.heapBytes), std::make_tuple(0, 0, 0))
+            << "handles, heap blocks and bytes left behind";
         // A failed deletion leaves the file it would have removed.
         EXPECT_TRUE(!run.temporaryFiles || called == "DeleteFileA" || called == "_unlink") << "temporary files left";
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
         const bool mustMatchClean = answeredSuccess && !(effect & kFilesMayDiffer);
-        std::set<std::string> paths;
-        for (const Run* files : {&m_laidOut, &clean, &run})
-            for (const auto& file : files->files)
-                paths.insert(file.first);
-        for (const std::string& path : paths)
+        Files paths = run.files;
+        paths.insert(clean.files.begin(), clean.files.end());
+        paths.insert(laidOut.files.begin(), laidOut.files.end());
+        for (const auto& [path, ignored] : paths)
             EXPECT_TRUE(run.State(path) == clean.State(path) ||
-                        (!mustMatchClean && run.State(path) == m_laidOut.State(path)))
-                << path << " is \"" << run.State(path) << "\", was \"" << m_laidOut.State(path)
+                        (!mustMatchClean && run.State(path) == laidOut.State(path)))
+                << path << " is \"" << run.State(path) << "\", was \"" << laidOut.State(path)
                 << "\", a clean run leaves \"" << clean.State(path) << "\"";
-        for (const auto& [path, bytes] : m_laidOut.files)
+        for (const auto& [path, bytes] : laidOut.files)
             for (const auto& [target, moved] : clean.files) {
                 const bool cleanMoves = moved == bytes && bytes != kDirectory && clean.State(path) == kAbsent &&
-                                        m_laidOut.State(target) == kAbsent;
+                                        laidOut.State(target) == kAbsent;
                 EXPECT_TRUE(!cleanMoves || run.State(path) == bytes || run.State(target) == bytes) << path << " lost";
             }
     }
@@ -452,23 +423,22 @@ private:
     {
         for (const std::string& name : kovratest::Entries(directory)) {
             const std::string path = directory + name;
-            if (name.rfind("CKV", 0) == 0) {
-                ++run.temporaryFiles;
-            } else if (::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY) {
-                run.files[path] = kDirectory;
+            const bool temporary = name.rfind("CKV", 0) == 0;
+            const bool isDirectory = ::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY;
+            run.temporaryFiles += temporary;
+            if (!temporary && name != "CKOVRA.LOG")
+                run.files[path] = isDirectory ? kDirectory : kovratest::ReadFileBytes(path);
+            if (isDirectory)
                 Snapshot(path + "\\", run);
-            } else if (name != "CKOVRA.LOG") {
-                run.files[path] = kovratest::ReadFileBytes(path);
-            }
         }
     }
 
-    const std::string m_fixture;
-    Files m_files;  // as every run starts with them
-    Run m_laidOut;
-    char m_workingDirectory[MAX_PATH] = "";
-    std::set<std::string> m_members;
-    int m_scenarios = 0, m_failedCalls = 0;
+    const std::string fixture;
+    Files files;    // as every run starts with them
+    Run laidOut;    // its files
+    char workingDirectory[MAX_PATH] = "";
+    std::set<std::string> members;  // walked
+    int failedCalls = 0;
 };
 
 } // namespace kovrafaults
