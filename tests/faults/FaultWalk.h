@@ -1,311 +1,447 @@
-// The fault walk: runs a scenario of one exported member once as it is, counting its platform
-// calls, then once for every one of those calls with that call failing, and judges each run: no
+// The fault walk. kovra.dll's imports of platform functions are redirected to stand-ins that
+// count its calls and can fail a chosen one with a chosen error; its heap calls are counted to
+// tell what it holds. A scenario runs one member once as it is, counting its platform calls,
+// then once for every one of those calls with that call failing, and every run is judged: no
 // exception, the member's result and reported cause, no handle, heap block or temporary file
 // left behind, no file lost or half written.
 #pragma once
 
-#include <cstdio>
-#include <cstring>
+#include <direct.h>
+#include <io.h>
+#include <malloc.h>
+#include <winternl.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <map>
-#include <memory>
 #include <set>
-#include <type_traits>
-#include <utility>
+#include <tuple>
 
-#include "FaultInjection.h"
+#include <gtest/gtest.h>
+
 #include "TestSupport.h"
 #include "kovra/kovra.h"
 
 namespace kovrafaults {
 
+// The errors that failed calls take turns with: what GetLastError tells after a failed Win32
+// function, errno after a failed run-time function, and the library's cause for it.
+enum Fault { kSharingViolation, kAccessDenied, kDiskFull, kPathNotFound, kNetworkNameGone, kNotEnoughMemory };
+struct FaultCode { const char* name; DWORD osError; int crtErrno, cause; };
+inline const FaultCode kFaults[] = {
+    {"sharing violation", ERROR_SHARING_VIOLATION, EACCES, 11}, {"access denied", ERROR_ACCESS_DENIED, EACCES, 5},
+    {"disk full", ERROR_DISK_FULL, ENOSPC, 13}, {"path not found", ERROR_PATH_NOT_FOUND, ENOENT, 3},
+    {"network name gone", ERROR_NETNAME_DELETED, EIO, 1}, {"not enough memory", ERROR_NOT_ENOUGH_MEMORY, ENOMEM, 1},
+};
+
+// ---- the stand-ins ----------------------------------------------------------------------
+
+// An import of kovra.dll, its stand-in, the real function (taken from the slot that the
+// stand-in replaces), how the stand-in fails and how often the armed run called it. A failing
+// stand-in answers 0 (FALSE, null) unless marked -1 (INVALID_HANDLE_VALUE, EOF, ...); a close
+// that fails has closed all the same. The heap functions are counted, never failed.
+enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2, kHeap = 4 };
+struct Hook { const char* name; void* standIn; void** real; unsigned failing; int calls = 0; };
+
+// A call that the armed run fails: the ordinal-th of function.
+struct Failure { std::string function; int ordinal; Fault fault; };
+inline std::vector<Failure> g_failures;
+inline DWORD g_armedThread = 0;
+
+// Counts a call of the armed thread and fails it if it is planned to fail; every other call goes on.
+template <typename Result, typename Function, typename... Arguments>
+Result Intercept(Hook& hook, Function real, Arguments... arguments)
+{
+    if (g_armedThread != ::GetCurrentThreadId())
+        return real(arguments...);
+    ++hook.calls;
+    const auto failure = std::find_if(g_failures.begin(), g_failures.end(), [&](const Failure& planned) {
+        return planned.ordinal == hook.calls && planned.function == hook.name;
+    });
+    if (failure == g_failures.end())
+        return real(arguments...);
+    if (hook.failing & kClosesAnyway)
+        real(arguments...);
+    if (hook.name[0] == '_' || hook.name[0] >= 'a') {  // a C run-time function, named in small letters
+        errno = kFaults[failure->fault].crtErrno;
+        _doserrno = kFaults[failure->fault].osError;
+    }
+    ::SetLastError(kFaults[failure->fault].osError);
+    const INT_PTR answer = hook.failing & kMinusOne ? -1 : 0;
+    if constexpr (std::is_pointer_v<Result>)
+        return reinterpret_cast<Result>(answer);
+    else
+        return static_cast<Result>(answer);
+}
+
+// The stand-in of one imported function of type Function; Id tells the functions of one type
+// apart. Each calling convention needs a definition of its own.
+template <int Id, typename Function>
+struct StandIn;
+#define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                                        \
+    template <int Id, typename Result, typename... Arguments>                                                    \
+    struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                                      \
+        static inline Result(CONVENTION* real)(Arguments...) = nullptr;                                         \
+        static inline Hook hook{};                                                                               \
+        static Result CONVENTION Call(Arguments... arguments) { return Intercept<Result>(hook, real, arguments...); } \
+    };
+KOVRA_FAULTS_STAND_IN(__cdecl)
+#if defined(__i386__)
+KOVRA_FAULTS_STAND_IN(__stdcall)
+#endif
+
+template <int Id, typename Function>
+Hook* Redirect(const char* name, unsigned failing = kZero)
+{
+    using Stand = StandIn<Id, Function>;
+    Stand::hook = {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), failing, 0};
+    return &Stand::hook;
+}
+#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
+
+// The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks that it frees
+// without having allocated them (objects a caller made with new, freed by its deleting
+// destructor) don't count.
+inline std::mutex g_heapLock;
+inline std::map<void*, size_t> g_liveBlocks;
+
+// Notes a block that kovra.dll gave back (or null) and one that it got (or null); answers the latter.
+inline void* Tracked(void* givenBack, void* got)
+{
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    g_liveBlocks.erase(givenBack);
+    if (got)
+        g_liveBlocks[got] = _msize(got);
+    return got;
+}
+
+template <auto Replacement>
+decltype(Replacement) g_real = nullptr;  // the function that Replacement stands in for
+
+// The stand-ins of the heap functions.
+inline void* __cdecl Malloc(size_t size) { return Tracked(nullptr, g_real<Malloc>(size)); }
+inline void* __cdecl Calloc(size_t count, size_t size) { return Tracked(nullptr, g_real<Calloc>(count, size)); }
+inline char* __cdecl Strdup(const char* text) { return static_cast<char*>(Tracked(nullptr, g_real<Strdup>(text))); }
+
+inline void __cdecl Free(void* block)
+{
+    Tracked(block, nullptr);
+    g_real<Free>(block);
+}
+
+inline void* __cdecl Realloc(void* old, size_t size)
+{
+    void* block = g_real<Realloc>(old, size);
+    return Tracked(block || size == 0 ? old : nullptr, block);  // the old block is gone unless it failed
+}
+
+template <auto Replacement>
+Hook* Passing(const char* name)
+{
+    static Hook hook{name, reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kHeap};
+    return &hook;
+}
+
+FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
+
+// The platform functions that the library calls, by family, and its heap functions. _sopen is
+// variadic (the library always passes the permission argument), and the name and record of
+// _stat differ between the two targets.
+inline const std::vector<Hook*>& Hooks()
+{
+    static const std::vector<Hook*> hooks = {
+        HOOK(CreateFileA, kMinusOne), HOOK(ReadFile), HOOK(WriteFile), HOOK(SetFilePointerEx), HOOK(GetFileSizeEx),
+        HOOK(SetEndOfFile), HOOK(FlushFileBuffers), HOOK(LockFile), HOOK(UnlockFile), HOOK(CloseHandle, kClosesAnyway),
+        HOOK(GetFileAttributesA, kMinusOne), HOOK(GetFileAttributesExA), HOOK(SetFileAttributesA), HOOK(SetFileTime),
+        HOOK(GetFullPathNameA), HOOK(GetShortPathNameA), HOOK(GetLongPathNameA), HOOK(GetDiskFreeSpaceExA),
+        HOOK(DeleteFileA), HOOK(MoveFileA), HOOK(CopyFileA), HOOK(CreateDirectoryA), HOOK(RemoveDirectoryA),
+        HOOK(SetCurrentDirectoryA), HOOK(GetCurrentDirectoryA), HOOK(GetTempPathA), HOOK(GetTempFileNameA),
+        HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway),
+        HOOK(GetPrivateProfileStringA), HOOK(WritePrivateProfileStringA), HOOK(GetPrivateProfileSectionA),
+        HOOK(WritePrivateProfileSectionA), HOOK(CreateProcessA), HOOK(LoadLibraryA),
+        Redirect<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>("_sopen", kMinusOne), HOOK(_write, kMinusOne),
+        HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne), HOOK(_access, kMinusOne),
+        HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne), HOOK(fopen), HOOK(fgets),
+        Redirect<__COUNTER__, int(__cdecl*)(const char*, void*)>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne),
+        HOOK(fclose, kClosesAnyway | kMinusOne),
+        Passing<Malloc>("malloc"), Passing<Calloc>("calloc"), Passing<Realloc>("realloc"), Passing<Free>("free"),
+        Passing<Strdup>("_strdup"), Passing<RedirectingGetProcAddress>("GetProcAddress"),
+    };
+    return hooks;
+}
+
+inline Hook* HookOf(const std::string& name)
+{
+    const auto hook = std::find_if(Hooks().begin(), Hooks().end(), [&](Hook* each) { return each->name == name; });
+    return hook == Hooks().end() ? nullptr : *hook;
+}
+
+// Functions that the library looks up at run time are redirected as its imports are.
+inline FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
+{
+    const FARPROC found = g_real<RedirectingGetProcAddress>(module, name);
+    Hook* hook = found && !IS_INTRESOURCE(name) ? HookOf(name) : nullptr;
+    if (!hook)
+        return found;
+    *hook->real = reinterpret_cast<void*>(found);
+    return reinterpret_cast<FARPROC>(hook->standIn);
+}
+
+// Redirects the imports of the loaded kovra.dll; g_hooksInstalled does it as the program starts.
+inline bool InstallHooks()
+{
+    auto* base = reinterpret_cast<BYTE*>(::GetModuleHandleA("kovra.dll"));
+    const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); module->Name; ++module) {
+        const DWORD names = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
+        auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk);
+        for (auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + names); name->u1.AddressOfData; ++name, ++slot) {
+            const auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
+            Hook* hook = IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) ? nullptr : HookOf(byName->Name);
+            DWORD protection = 0;
+            if (!hook || !::VirtualProtect(&slot->u1.Function, sizeof slot->u1.Function, PAGE_READWRITE, &protection))
+                continue;
+            *hook->real = reinterpret_cast<void*>(slot->u1.Function);
+            slot->u1.Function = reinterpret_cast<ULONG_PTR>(hook->standIn);
+        }
+    }
+    return true;
+}
+inline const bool g_hooksInstalled = InstallHooks();
+
+// Runs work with the calls of this thread counted and the planned failures made; true when it threw.
+inline bool RunArmed(std::vector<Failure> failures, const std::function<void()>& work)
+{
+    g_failures = std::move(failures);
+    for (Hook* hook : Hooks())
+        hook->calls = 0;
+    g_armedThread = ::GetCurrentThreadId();
+    bool threw = false;
+    try {
+        work();
+    } catch (...) {
+        threw = true;
+    }
+    g_armedThread = 0;
+    return threw;
+}
+
+// The process's kernel handles (wine counts none per process: they are counted in the system's
+// list of every open handle), and the heap blocks and bytes that kovra.dll holds.
+struct Holdings { long long handles = 0, heapBlocks = 0, heapBytes = 0; };
+inline Holdings CurrentHoldings()
+{
+    static std::vector<char> buffer(1 << 16);
+    while (::NtQuerySystemInformation(SystemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()),
+                                      nullptr) == static_cast<NTSTATUS>(0xC0000004))  // the buffer is too small
+        buffer.resize(buffer.size() * 2);
+    const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
+    Holdings holdings{std::count_if(list->Handle, list->Handle + list->Count,
+                                    [](const auto& entry) { return entry.OwnerPid == ::GetCurrentProcessId(); })};
+    std::lock_guard<std::mutex> hold(g_heapLock);
+    holdings.heapBlocks = static_cast<long long>(g_liveBlocks.size());
+    for (const auto& block : g_liveBlocks)
+        holdings.heapBytes += static_cast<long long>(block.second);
+    return holdings;
+}
+
+// ---- the walk -----------------------------------------------------------------------------
+
 // What a scenario works with; the walk tears it down after every run.
 struct World {
-    std::unique_ptr<CKovra> file;  // GetLastError of this object is the run's reported cause
+    std::unique_ptr<CKovra> file = std::make_unique<CKovra>();  // its GetLastError is the run's reported cause
     std::unique_ptr<CKovraFind> find;
-    std::vector<std::function<void()>> undo;  // run last to first, unarmed
+    std::function<void()> undo;  // run after the member, unarmed
+    ~World() { if (undo) undo(); }
 };
 
-// What a failed call does to the member, beyond answering as a clean run does.
+// What a failed call does to the member, beyond answering as a clean run does. kFails: it
+// answers with its failure result; kRecords: GetLastError reports the cause of the injected
+// error; kRetriesSharing: a sharing violation is waited out and the member succeeds;
+// kAnyResult: the member can't tell, its result is not judged; kFilesMayDiffer: it answers
+// success though the files differ from a clean run; kProbes: an existence test, failed with
+// access denied as "path not found" would be a true answer: the member acts as if the file were there.
 enum Effect : unsigned {
-    kFails = 1,              // the member answers with its failure result
-    kRecords = 2,            // GetLastError reports the cause of the injected error
-    kShows = kFails | kRecords,
-    kRetriesSharing = 4,     // a sharing violation is waited out and the member succeeds
-    kAnyResult = 8,          // the member can't tell: its result is not judged
-    kFilesMayDiffer = 16,    // the member answers success though the files differ from a clean run
-    kNotFoundMeansGone = 32  // an existence test answered "path not found": the member acts as
-                             // for a missing file, and may leave the file it would have removed
+    kFails = 1, kRecords = 2, kShows = 3, kRetriesSharing = 4, kAnyResult = 8, kFilesMayDiffer = 16, kProbes = 32
 };
 
-struct CallRule {
-    std::string call;  // "CreateFileA" for every call of it, "CreateFileA#2" for its second
-    unsigned effect;
-    int cause = -1;    // the cause GetLastError must report; -1: by kRecords, else as a clean run
-};
+// The calls named (by name for every call, with "#2" for the second; several apart by spaces)
+// and what their failure does; cause, if not -1, is the cause that GetLastError must report.
+struct CallRule { std::string calls; unsigned effect; int cause = -1; };
 
+using Setup = std::function<void(World&)>;
 struct Scenario {
     std::string member, variant;
-    std::function<void(World&)> setup;       // unarmed
+    Setup setup;                             // unarmed
     std::function<std::string(World&)> act;  // armed: calls the member, returns its result as text
     std::string failureResult;
     std::vector<CallRule> rules;
-    // The first call of this function fails in every run, so that the walk reaches the road after it.
+    // The first call of this function fails in every run, so that the walk reaches the road behind it.
     std::string scripted = "";
-    Fault scriptedFault = Fault::accessDenied;
+    Fault scriptedFault = kAccessDenied;
 };
 
-// A result as the walk compares it.
-inline std::string Text(std::string text) { return text; }
-template <typename Value>
-std::string Text(Value value)
-{
-    if constexpr (std::is_pointer_v<Value>)
-        return value ? value : "(null)";
-    else
-        return std::to_string(value);
-}
+using Files = std::map<std::string, std::string>;  // path -> bytes, or kDirectory
+inline const std::string kDirectory = "<dir>", kAbsent = "<absent>";
 
-inline std::string g_currentRun;  // what the walk is doing, for the report of a crash
+struct Run {
+    std::string result;
+    int cause = 0;
+    bool threw = false, failuresMet = true;
+    std::vector<int> calls;  // of each hook, as Hooks lists them
+    Holdings held;           // more than before the run
+    long temporaryFiles = 0;
+    Files files;
+    std::string At(const std::string& path) const { return files.count(path) ? files.at(path) : kAbsent; }
+};
 
-inline LONG WINAPI ReportCrash(EXCEPTION_POINTERS* exception)
-{
-    std::fprintf(stderr, "fault walk: exception %08lx during %s\n",
-                 static_cast<unsigned long>(exception->ExceptionRecord->ExceptionCode), g_currentRun.c_str());
-    return EXCEPTION_CONTINUE_SEARCH;
-}
-
-class FaultWalk {
-public:
-    // Lays out the fixture directory with files (name -> bytes; a name ending in a backslash is
-    // a directory), as it is laid out again before every run.
-    FaultWalk(const std::string& fixture, const std::map<std::string, std::string>& files) : m_fixture(fixture)
+// Walks scenarios over a fixture directory and judges every run through the test's expectations.
+struct FaultWalk {
+    // Lays out the directory with the files of layout (name -> bytes; a name ending in a
+    // backslash is a directory), as it is laid out again before every run. It is the platform's
+    // temporary directory too, so that temporary files left there show.
+    FaultWalk(const std::string& directory, const Files& layout) : fixture(directory), files(layout)
     {
-        ::SetUnhandledExceptionFilter(&ReportCrash);
-        ::GetCurrentDirectoryA(sizeof m_workingDirectory, m_workingDirectory);
-        // The first exception thrown inside the library may set up the unwinder's tables for
-        // good; let that happen before anything is counted.
-        CKovra failed("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0);
+        ::SetEnvironmentVariableA("TMP", fixture.c_str());
+        ::GetCurrentDirectoryA(sizeof workingDirectory, workingDirectory);
+        // The first exception thrown inside the library (by a read of a file that isn't open)
+        // may set up the unwinder's tables for good; let that happen before anything is counted.
         char byte = 0;
-        int cause = 0;
-        failed.Read(&byte, 1, 0);
-        failed.GetLastError(&cause);
-        kovratest::RemoveTree(m_fixture);
-        for (const auto& [name, bytes] : files)
-            name.back() == '\\' ? kovratest::MakeDirectories(m_fixture + name)
-                                : kovratest::WriteFileBytes(m_fixture + name, bytes);
-        long temporaryFiles = 0;
-        Snapshot(m_fixture, m_laidOut, temporaryFiles);
+        CKovra("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0).Read(&byte, 1, 0);
+        LayOut();
+        Snapshot(fixture, laidOut);
     }
 
     void Walk(const Scenario& scenario)
     {
-        m_members.insert(scenario.member);
+        members.insert(scenario.member);
         const std::string name = scenario.member + " (" + scenario.variant + "), ";
-        g_currentRun = name + "clean run";
         Execute(scenario, {});  // the first run may set up what the library keeps for good
         const Run clean = Execute(scenario, {});
-        Judge(scenario, clean, clean, {"", 0, Fault::accessDenied});
-        for (size_t function = 0; function < clean.armed.counts.size(); ++function) {
-            const std::string& called = HookedFunctions()[function];
-            const int calls = clean.armed.counts[function];
-            if (calls > 0)
-                m_reached.insert(called);
-            for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= calls; ++ordinal) {
-                const Failure failure{called, ordinal, static_cast<Fault>(m_failedCalls++ % kFaultCount)};
-                g_currentRun = name + "call " + Text(ordinal) + " of " + called + " failed with " +
-                               CodeOf(failure.fault).name;
-                Judge(scenario, clean, Execute(scenario, {failure}), failure);
+        Judge(name + "clean run", scenario, clean, clean);
+        for (size_t index = 0; index < Hooks().size(); ++index) {
+            const std::string called = Hooks()[index]->name;
+            for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= clean.calls[index]; ++ordinal) {
+                const CallRule* rule = RuleFor(scenario, called, ordinal);
+                const unsigned effect = rule ? rule->effect : 0;
+                // The errors take turns, but an existence test fails with access denied, as "path not
+                // found" would be a true answer, and a call whose sharing violation is waited out
+                // fails with one as well.
+                std::vector<Fault> faults{effect & kProbes ? kAccessDenied : Fault(failedCalls % 6)};
+                if ((effect & kRetriesSharing) && faults[0] != kSharingViolation)
+                    faults.push_back(kSharingViolation);
+                for (const Fault fault : faults) {
+                    ++failedCalls;
+                    Judge(name + "call " + std::to_string(ordinal) + " of " + called + ", " + kFaults[fault].name,
+                          scenario, clean, Execute(scenario, {{called, ordinal, fault}}), called, rule, fault);
+                }
             }
         }
-        ++m_scenarios;
     }
 
-    const std::vector<std::string>& Problems() const { return m_problems; }
-
-    std::string Summary() const
+    void LayOut() const
     {
-        std::string summary = "fault walk: " + Text(HookedFunctions().size()) + " platform functions hooked, " +
-                              Text(m_reached.size()) + " of them called (not:";
-        for (const std::string& function : HookedFunctions())
-            if (!m_reached.count(function))
-                summary += " " + function;
-        return summary + "); " + Text(m_members.size()) + " members in " + Text(m_scenarios) + " scenarios; " +
-               Text(m_failedCalls) + " calls failed one at a time";
+        kovratest::RemoveTree(fixture);
+        for (const auto& [name, bytes] : files)
+            name.back() == '\\' ? kovratest::MakeDirectories(fixture + name)
+                                : kovratest::WriteFileBytes(fixture + name, bytes);
     }
-
-private:
-    using Files = std::map<std::string, std::string>;  // path -> bytes, or kDirectory
-    static constexpr char kDirectory[] = "<dir>";
-
-    struct Run {
-        std::string result;
-        int cause = 0;
-        ArmedRun armed;
-        Holdings before, after;
-        long temporaryFilesLeft = 0;
-        Files files;
-    };
 
     Run Execute(const Scenario& scenario, std::vector<Failure> failures) const
     {
-        kovratest::RemoveTree(m_fixture);
-        for (const auto& [path, bytes] : m_laidOut)
-            bytes == kDirectory ? kovratest::MakeDirectories(path) : kovratest::WriteFileBytes(path, bytes);
+        LayOut();
         Run run;
-        run.temporaryFilesLeft = -CountTemporaryFiles();
-        run.before = CurrentHoldings();
-        World world;
-        scenario.setup(world);
-        if (!scenario.scripted.empty())
-            failures.push_back({scenario.scripted, 1, scenario.scriptedFault});
-        run.armed = RunArmed(failures, [&] { run.result = scenario.act(world); });
-        if (world.file)
+        const Holdings before = CurrentHoldings();
+        {
+            World world;
+            if (scenario.setup)
+                scenario.setup(world);
+            if (!scenario.scripted.empty())
+                failures.push_back({scenario.scripted, 1, scenario.scriptedFault});
+            run.threw = RunArmed(std::move(failures), [&] { run.result = scenario.act(world); });
             world.file->GetLastError(&run.cause, nullptr, 0, 0);
-        for (auto undo = world.undo.rbegin(); undo != world.undo.rend(); ++undo)
-            (*undo)();
-        world.find.reset();
-        world.file.reset();
-        ::SetCurrentDirectoryA(m_workingDirectory);
-        run.after = CurrentHoldings();
-        run.temporaryFilesLeft += CountTemporaryFiles();
-        Snapshot(m_fixture, run.files, run.temporaryFilesLeft);
+        }
+        for (const Hook* hook : Hooks())
+            run.calls.push_back(hook->calls);
+        for (const Failure& failure : g_failures)  // each met by its call
+            run.failuresMet = run.failuresMet && HookOf(failure.function)->calls >= failure.ordinal;
+        ::SetCurrentDirectoryA(workingDirectory);
+        const Holdings after = CurrentHoldings();
+        run.held = {after.handles - before.handles, after.heapBlocks - before.heapBlocks,
+                    after.heapBytes - before.heapBytes};
+        Snapshot(fixture, run);
         return run;
     }
 
-    // Judges a run with one call failed, or, with a failure of no function, the clean run itself.
-    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const Failure& failure)
+    // Judges a run with one call failed by rule's effect, or, with no rule and no fault, the
+    // clean run itself. The files after a run must be, path by path, as they were laid out or as
+    // a clean run leaves them (exactly as a clean run leaves them when the member answered
+    // success), and a file that a clean run moves must be at one of its two places.
+    void Judge(const std::string& what, const Scenario& scenario, const Run& clean, const Run& run,
+               const std::string& called = "", const CallRule* rule = nullptr, Fault fault = kAccessDenied) const
     {
-        const CallRule* rule = RuleFor(scenario, failure);
-        unsigned effect = rule ? rule->effect : 0;
-        const bool believedGone = (effect & kNotFoundMeansGone) && failure.fault == Fault::pathNotFound;
-        if (believedGone)
-            effect |= kAnyResult | kFilesMayDiffer;
-        const bool retried = (effect & kRetriesSharing) && failure.fault == Fault::sharingViolation;
-        const std::string& dueResult = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
-        const int dueCause = rule && rule->cause >= 0 ? rule->cause
-                             : effect & kRecords     ? CodeOf(failure.fault).cause
-                                                     : clean.cause;
+        SCOPED_TRACE(what);
+        const unsigned effect = rule ? rule->effect : 0;
+        const bool retried = (effect & kRetriesSharing) && fault == kSharingViolation;
+        EXPECT_FALSE(run.threw) << "an exception crossed the interface";
+        EXPECT_TRUE(run.failuresMet) << "a failure planned for the run was not met";
+        const std::string& failed = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
+        EXPECT_EQ(run.result, effect & kAnyResult ? run.result : failed);
+        const int recorded = effect & kRecords ? kFaults[fault].cause : clean.cause;
+        EXPECT_EQ(run.cause, rule && rule->cause >= 0 ? rule->cause : recorded) << "the cause GetLastError reports";
+        EXPECT_EQ(std::tie(run.held.handles, run.held.heapBlocks, run.held.heapBytes), std::make_tuple(0, 0, 0))
+            << "handles, heap blocks and bytes left behind";
         // A failed deletion leaves the file it would have removed.
-        const bool leftoversExcused =
-            failure.function == "DeleteFileA" || failure.function == "_unlink" || believedGone;
-
-        if (run.armed.threw)
-            Report("an exception crossed the interface");
-        if (!run.armed.failuresMet)
-            Report("a failure planned for the run was not met");
-        if (!(effect & kAnyResult) && run.result != dueResult)
-            Report("answered \"" + run.result + "\" where \"" + dueResult + "\" was due");
-        if (run.cause != dueCause)
-            Report("GetLastError reported cause " + Text(run.cause) + " where " + Text(dueCause) + " was due");
-        const std::pair<const char*, long long> held[] = {{"handles", run.after.handles - run.before.handles},
-                                                          {"heap blocks", run.after.heapBlocks - run.before.heapBlocks},
-                                                          {"heap bytes", run.after.heapBytes - run.before.heapBytes}};
-        for (const auto& [what, more] : held)
-            if (more != 0)
-                Report(std::string(what) + " left behind: " + Text(more));
-        if (run.temporaryFilesLeft != 0 && !leftoversExcused)
-            Report("temporary files left: " + Text(run.temporaryFilesLeft));
+        EXPECT_TRUE(!run.temporaryFiles || called == "DeleteFileA" || called == "_unlink") << "temporary files left";
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
-        CheckFiles(clean, run, answeredSuccess && !(effect & kFilesMayDiffer));
+        const bool mustMatchClean = answeredSuccess && !(effect & kFilesMayDiffer);
+        Files paths = run.files;
+        paths.insert(clean.files.begin(), clean.files.end());
+        paths.insert(laidOut.files.begin(), laidOut.files.end());
+        for (const auto& [path, ignored] : paths)
+            EXPECT_TRUE(run.At(path) == clean.At(path) || (!mustMatchClean && run.At(path) == laidOut.At(path)))
+                << path << " is " << run.At(path) << ", was " << laidOut.At(path) << ", clean " << clean.At(path);
+        for (const auto& [path, bytes] : laidOut.files)
+            for (const auto& [target, moved] : clean.files) {
+                const bool cleanMoves = moved == bytes && bytes != kDirectory && clean.At(path) == kAbsent &&
+                                        laidOut.At(target) == kAbsent;
+                EXPECT_TRUE(!cleanMoves || run.At(path) == bytes || run.At(target) == bytes) << path << " lost";
+            }
     }
 
-    // The files after a run must be, path by path, as they were laid out or as a clean run
-    // leaves them (exactly as a clean run leaves them when the member answered success), and a
-    // file that a clean run moves must be at one of its two places.
-    void CheckFiles(const Run& clean, const Run& run, bool mustMatchClean)
+    static const CallRule* RuleFor(const Scenario& scenario, const std::string& called, int ordinal)
     {
-        std::set<std::string> paths;
-        for (const Files* files : {&std::as_const(m_laidOut), &clean.files, &run.files})
-            for (const auto& file : *files)
-                paths.insert(file.first);
-        for (const std::string& path : paths) {
-            const std::string before = State(m_laidOut, path), cleanAfter = State(clean.files, path);
-            const std::string after = State(run.files, path);
-            if (after != cleanAfter && (mustMatchClean || after != before))
-                Report(path + " is " + Describe(after) +
-                       (mustMatchClean ? " though the member answered success" : ", was " + Describe(before)) +
-                       ", a clean run leaves it " + Describe(cleanAfter));
-        }
-        for (const auto& [path, bytes] : m_laidOut)
-            if (bytes != kDirectory && !clean.files.count(path))
-                for (const auto& [target, moved] : clean.files)
-                    if (moved == bytes && !m_laidOut.count(target) && State(run.files, path) != bytes &&
-                        State(run.files, target) != bytes)
-                        Report(path + " is lost: neither there nor at " + target);
-    }
-
-    void Report(const std::string& problem) { m_problems.push_back(g_currentRun + ": " + problem); }
-
-    static const CallRule* RuleFor(const Scenario& scenario, const Failure& failure)
-    {
-        for (const std::string& wanted : {failure.function + "#" + Text(failure.ordinal), failure.function})
+        for (const std::string& wanted : {called + "#" + std::to_string(ordinal), called})
             for (const CallRule& rule : scenario.rules)
-                if (rule.call == wanted)
+                if ((" " + rule.calls + " ").find(" " + wanted + " ") != std::string::npos)
                     return &rule;
         return nullptr;
     }
 
-    // The files and directories under directory; temporary files of objects in temporary-file
-    // mode are counted instead, and the library's own log, which grows in every run, is left out.
-    void Snapshot(const std::string& directory, Files& files, long& temporaryFiles) const
+    // The files and directories under directory but the library's log, which grows in every run;
+    // temporary files ("CKV...") are counted instead.
+    void Snapshot(const std::string& directory, Run& run) const
     {
-        ForEachEntry(directory + "*", [&](const WIN32_FIND_DATAA& entry) {
-            const std::string name = entry.cFileName, path = directory + name;
-            if (name.rfind("CKV_", 0) == 0) {
-                ++temporaryFiles;
-            } else if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-                files[path] = kDirectory;
-                Snapshot(path + "\\", files, temporaryFiles);
-            } else if (name != "CKOVRA.LOG" || directory != m_fixture) {
-                files[path] = kovratest::ReadFileBytes(path);
-            }
-        });
+        for (const std::string& name : kovratest::Entries(directory)) {
+            const std::string path = directory + name;
+            const bool temporary = name.rfind("CKV", 0) == 0;
+            const bool isDirectory = ::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY;
+            run.temporaryFiles += temporary;
+            if (!temporary && name != "CKOVRA.LOG")
+                run.files[path] = isDirectory ? kDirectory : kovratest::ReadFileBytes(path);
+            if (isDirectory)
+                Snapshot(path + "\\", run);
+        }
     }
 
-    // Files the library leaves in the platform's temporary directory while it asks the handle tool.
-    static long CountTemporaryFiles()
-    {
-        char directory[MAX_PATH] = "";
-        ::GetTempPathA(sizeof directory, directory);
-        long count = 0;
-        ForEachEntry(directory + std::string("CKV*.tmp"), [&](const WIN32_FIND_DATAA&) { ++count; });
-        return count;
-    }
-
-    template <typename Visit>
-    static void ForEachEntry(const std::string& pattern, Visit visit)
-    {
-        WIN32_FIND_DATAA entry;
-        HANDLE search = ::FindFirstFileA(pattern.c_str(), &entry);
-        if (search == INVALID_HANDLE_VALUE)
-            return;
-        do {
-            if (std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0)
-                visit(entry);
-        } while (::FindNextFileA(search, &entry));
-        ::FindClose(search);
-    }
-
-    // A path's state: its bytes, kDirectory, or kAbsent.
-    static constexpr char kAbsent[] = "<absent>";
-    static std::string State(const Files& files, const std::string& path)
-    {
-        return files.count(path) ? files.at(path) : kAbsent;
-    }
-
-    static std::string Describe(const std::string& state)
-    {
-        return state == kAbsent ? "absent" : state == kDirectory ? "a directory" : Text(state.size()) + " bytes";
-    }
-
-    std::string m_fixture;
-    Files m_laidOut;  // the fixture as every run starts with it
-    char m_workingDirectory[MAX_PATH] = "";
-    std::vector<std::string> m_problems;
-    std::set<std::string> m_members, m_reached;
-    int m_scenarios = 0;
-    int m_failedCalls = 0;
+    const std::string fixture;
+    Files files;    // as every run starts with them
+    Run laidOut;    // its files
+    char workingDirectory[MAX_PATH] = "";
+    std::set<std::string> members;  // walked
+    int failedCalls = 0;
 };
 
 } // namespace kovrafaults
