@@ -1,10 +1,10 @@
 // Every member that calls the platform, walked over every platform call it makes, each call
 // failed in turn (see FaultWalk.h). The rules of a scenario name the calls whose failure the
 // member must show; a failure of any other call must leave the member's answer, its reported
-// cause and the files exactly as a clean run leaves them. A member that makes another's calls
-// is walked through that one (the operators through Seek, the destructors through Close, the
-// numeric profile writers through the text one, the identity setters through the log lines
-// that are their only calls).
+// cause and the files exactly as a clean run leaves them. A member that only hands its call on
+// to another, with nothing of its own around it, is walked through that one (operators = and +=
+// through -=, the int overloads of the profile members through their long ones, SetClient and
+// SetModulePath through SetUser, CKovraFind's destructor through its Close).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -29,6 +29,7 @@ std::string Text(Number number) { return std::to_string(number); }
 const std::string kRoot = KOVRA_TEST_DRIVE ":\\APP\\";
 void* const kSession = reinterpret_cast<void*>(0x5eed);
 const ATL::CTime kTime(1600000000);
+ATL::CTime g_time;  // what GetModificationTime reads into
 char g_text[256];  // the buffer members write into; Scratch fills it afresh
 
 char* Scratch(const char* text = "") { return std::strcpy(g_text, text); }
@@ -65,9 +66,7 @@ std::string Line(CKovra& file) { return Text(file.ReadString(Scratch(), 9, nullp
 
 #define OPENING(name, options) ACT(w.file->Open("DFT", name, options, nullptr, 0))
 
-// One scenario for each sequence of platform calls that a member makes: GetPosition makes
-// Seek's, GetModificationTime and IsDirectory GetLength's of a closed file, Printf Write's,
-// ReadString with its read-ahead Read's.
+// One scenario for each member and each road of its own through the platform.
 std::vector<Scenario> Scenarios()
 {
     const Setup reading = Opened(KOVRA_READ), writing = Opened(KOVRA_READWRITE), data = Resolved("DATA.TXT");
@@ -148,6 +147,29 @@ std::vector<Scenario> Scenarios()
          ACT(CKovra::StartThread(kSession, 4242, 0)), "0", {}},
         {"KovraCheckConfig", "", {}, ACT(KovraCheckConfig((kRoot + "CHECK.INI").c_str(), nullptr, nullptr)), "-1",
          {{"CreateFileA ReadFile", kFails}}},
+        // Members that make another member's calls but answer, record or clean up on their own.
+        {"CKovra::CKovra", "", {}, ACT((w.file = std::make_unique<CKovra>("DFT", "DATA.TXT", KOVRA_READ, nullptr, 0))
+                                           ->IsOpen(0)), "0", {kOpenFails}},
+        {"CKovra::~CKovra", "temporary file", OpenedTemporary, ACT((w.file = std::make_unique<CKovra>(), 1)), "0",
+         {kProbe}},
+        {"GetPosition", "", reading, ACT(w.file->GetPosition(0)), "0", {kSeekFails}},
+        {"operator-=", "", reading, ACT(w.file->operator-=(2) == w.file.get()), "0", {{"SetFilePointerEx", kRecords}}},
+        {"ReadString", "read-ahead", Opened(KOVRA_READ | KOVRA_TEXT | KOVRA_DENY_WRITE), ACT(Line(*w.file)), "0 ",
+         {kReadFails}},
+        {"WriteString", "binary", writing, ACT(w.file->WriteString("abc", 0)), "0", {kWriteFails}},
+        {"Printf", "", Opened(KOVRA_READWRITE | KOVRA_TEXT), ACT(w.file->Printf(0, "%d\n", 42)), "0", {kWriteFails}},
+        {"GetModificationTime", "", data, ACT(w.file->GetModificationTime(&g_time, 0)), "0", {kNoStatus}},
+        {"IsDirectory", "", empty, ACT(w.file->IsDirectory(0)), "0", {kNoStatus}},
+        {"GetProfile", "double", profile, ACT(w.file->GetProfile("S", "K", 7.5, 0)), "7.500000", {kProfileFails}},
+        {"GetProfile", "unsigned long", profile, ACT(w.file->GetProfile("S", "K", 7UL, 0)), "7", {kProfileFails}},
+        {"WriteProfile", "double", profile, ACT(w.file->WriteProfile("S", "K", 2.5, 0)), "0", {kProfileFails}},
+        {"GetRealFileName", "type and name", {}, ACT(w.file->GetRealFileName("DFT", "DATA.TXT", 0)), "", {}},
+        {"SetUser", "", {}, ACT(CKovra::SetUser("U", 0)), "0", {}},
+        {"RemoveSession", "", [](World&) { CKovra::StartSession(kSession, 0); },
+         ACT(CKovra::RemoveSession(kSession, 0)), "0", {}},
+        {"RemoveThread", "", [](World&) { CKovra::StartThread(kSession, 4242, 0); },
+         ACT(CKovra::RemoveThread(kSession, 4242, 0)), "0", {}},
+        {"IsValidClient", "", {}, ACT(CKovra::IsValidClient("C1", 0)), "0", {{"_access", kFails}}},
         // Last, being slow: after each sharing violation the library asks the handle tool
         // (through the command interpreter) who holds the file.
         {"Open", "sharing violation waited out", {}, OPENING("DATA.TXT", KOVRA_READ), "0", {{"CreateFileA#2", kShows}},
