@@ -163,6 +163,8 @@ std::vector<Scenario> Scenarios()
         {"GetProfile", "double", profile, ACT(w.file->GetProfile("S", "K", 7.5, 0)), "7.500000", {kProfileFails}},
         {"GetProfile", "unsigned long", profile, ACT(w.file->GetProfile("S", "K", 7UL, 0)), "7", {kProfileFails}},
         {"WriteProfile", "double", profile, ACT(w.file->WriteProfile("S", "K", 2.5, 0)), "0", {kProfileFails}},
+        {"WriteProfile", "long", profile, ACT(w.file->WriteProfile("S", "K", -5L, 0)), "0", {kProfileFails}},
+        {"WriteProfile", "unsigned long", profile, ACT(w.file->WriteProfile("S", "K", 5UL, 0)), "0", {kProfileFails}},
         {"GetRealFileName", "type and name", {}, ACT(w.file->GetRealFileName("DFT", "DATA.TXT", 0)), "", {}},
         {"SetUser", "", {}, ACT(CKovra::SetUser("U", 0)), "0", {}},
         {"RemoveSession", "", [](World&) { CKovra::StartSession(kSession, 0); },
