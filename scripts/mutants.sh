@@ -77,7 +77,7 @@ for i in "${!ids[@]}"; do
   elif ! build "$log"; then outcome="does not build"
   elif [ $mode = check ]; then outcome="builds"
   elif run_tests "$log"; then outcome="MISSED"
-  else outcome="caught" by=$(grep -m1 '\*\*\*' "$log" | grep -o '#[0-9]*: [^ ]*' | sed 's/.*: //')
+  else outcome="caught" by=$(sed -n 's/^\t *[0-9]* - \([^ ]*\).*/\1/p' "$log")
   fi
   restore
   count[$outcome]=$(( ${count[$outcome]:-0} + 1 ))
