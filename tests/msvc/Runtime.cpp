@@ -36,4 +36,5 @@ int __cdecl EndsWith(const char* text, const char* end)
 // On the C run-time DLL's heap, from which kovra.dll's deleting destructors free an object.
 void* operator new(size_t size) { return malloc(size); }
 void* operator new[](size_t size) { return malloc(size); }
+void operator delete(void* block) noexcept { free(block); }
 void operator delete(void* block, size_t) noexcept { free(block); }

@@ -1,6 +1,6 @@
-// The C interface compiled as C in Microsoft mode, on i686 with the default convention __stdcall
-// (-mrtd, /Gz): a function or callback whose declaration didn't state its convention would be
-// called wrongly here. Walk.cpp takes the main road through the classes that call these functions.
+// kovra's C headers compiled as C in Microsoft mode, on i686 with the default convention
+// __stdcall (-mrtd, /Gz): a callback whose type didn't state its convention would be called
+// wrongly here. Walk.cpp takes the main road through the classes, over the C interface.
 #include "Runtime.h"
 #include "kovra/capi.h"
 #include "kovra/diag.h"
@@ -16,7 +16,4 @@ void __cdecl WalkC(const char* profile)
 {
     int problems = 0;
     CHECK(KovraCheckConfig(profile, &CountProblem, &problems) == 4 && problems == 4);
-    KovraFile* file = KovraFile_Create("DATA", "C.TXT", KOVRA_READWRITE | KOVRA_TEXT, 0, 0);
-    CHECK(KovraFile_Printf(file, 0, "%s, %d %.2f\n", "variable", 3, 0.25) == 18 && KovraFile_GetLength(file, 0) == 18);
-    KovraFile_Destroy(file);
 }

@@ -1,5 +1,5 @@
 // The main road of kovra through the classes of kovra.h, in a C++ program built in Microsoft
-// mode, where they are inline wrappers over the C interface; Walk.c calls that interface from C.
+// mode, where they are inline wrappers over the C interface; Walk.c compiles the C headers as C.
 #include "Runtime.h"
 #include "kovra/kovra.h"
 
@@ -26,8 +26,7 @@ void Main(void)
     unsigned int length = 0;
     CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "on") && length == 2);
     CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "e") && length == 1);
-    const ATL::CTime stamp(1700000000);
-    ATL::CTime read;
+    ATL::CTime stamp(1700000000), read;
     CHECK(file.SetModificationTime(&stamp, 0) && file.GetModificationTime(&read, 0) && read.GetTime() == 1700000000);
 
     // The profile's numbers of every kind.
