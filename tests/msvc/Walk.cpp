@@ -1,94 +1,54 @@
 // The main road of kovra through the classes of kovra.h, in a C++ program built in Microsoft
-// mode, where they are inline wrappers over the C interface. Walk.c takes the same road
-// through the C functions; both print expected.txt.
+// mode, where they are inline wrappers over the C interface; Walk.c compiles the C headers as C.
 #include "Runtime.h"
-#include "kovra/diag.h"
 #include "kovra/kovra.h"
 
-namespace {
+extern "C" void __cdecl WalkC(const char* profile);
 
-// Every type's real path for one name, with a module directory, a client and a user set for
-// a session of the calling thread's own.
-void ResolveEveryType(void* context)
+void Main(void)
 {
-    CKovra& file = *static_cast<CKovra*>(context);
-    void* const session = reinterpret_cast<void*>(4711);
-    const unsigned long thread = GetCurrentThreadId();
-    const int sessionStarted = CKovra::StartSession(session);
-    Print("session %d %d\n", sessionStarted, CKovra::StartThread(session, thread));
-    CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS"));
-    CKovra::SetClient("0042");
-    CKovra::SetUser("ANNA");
-    FileType_S type;
-    for (int index = 0; KovraGetFileType(index, &type); ++index)
-        Print("%s:%s %s\n", type.name, KovraLocationWord(type.location), file.GetRealFileName(type.name, "NOTES.TXT"));
-    CKovra::RemoveThread(session, thread);
-    CKovra::RemoveSession(session);
-}
-
-void KOVRA_CALL PrintProblem(void* context, int line, const char* problem)
-{
-    Print("problem %d %s%s\n", line, problem, static_cast<const char*>(context));
-}
-
-} // namespace
-
-int Main(void)
-{
-    Print("interface %d\n", Kovra_InterfaceVersion());
+    // Names resolve with the module directory, the client and the user of the thread's session.
     CKovra file;
-    RunOnSecondThread(&ResolveEveryType, &file);
+    CHECK(CKovra::StartSession(&file) == 1 && CKovra::StartThread(&file, GetCurrentThreadId()) == 1);
+    CHECK(CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS")) == 1);
+    CHECK(CKovra::SetClient("0042") == 1 && CKovra::SetUser("ANNA") == 1);
+    CHECK(EndsWith(file.GetRealFileName("CLIENTFORMS", "N.TXT"), "\\DATA\\APP\\CLIENTS\\0042\\ORDERS\\N.TXT"));
+    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), "\\DATA\\APP\\CLIENTS\\0042\\USERS\\ANNA\\N.TXT"));
+    CHECK(CKovra::RemoveThread(&file, GetCurrentThreadId()) == 1 && CKovra::RemoveSession(&file) == 1);
 
-    // Text written with CR LF, read back as bytes and as lines; the time stamp.
-    file.Open("DATA", "NOTES.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT);
-    file.WriteString("first line\n");
-    file.WriteString("second line");
-    file.Printf(0, "%d lines\n", 3);
-    file.Open("DATA", "NOTES.TXT", KOVRA_READ);
-    char bytes[64];
-    Print("bytes");
-    PrintBytes(bytes, file.Read(bytes, sizeof bytes));
-    file.Open("DATA", "NOTES.TXT", KOVRA_READ | KOVRA_TEXT);
+    // Text written with CR LF, read back as bytes and as lines of at most 2 characters; the time stamp.
+    file.Open("DATA", "N.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT);
+    CHECK(file.WriteString("one\n") == 5 && file.WriteString("two") == 5 && file.Printf(0, "%d\n", 3) == 3);
+    char bytes[64] = "";
+    CHECK(file.Open("DATA", "N.TXT", KOVRA_READ) && file.Read(bytes, sizeof bytes) == 13);
+    CHECK(Same(bytes, "one\r\ntwo\r\n3\r\n"));
+    file.Open("DATA", "N.TXT", KOVRA_READ | KOVRA_TEXT);
     unsigned int length = 0;
-    while (file.ReadString(bytes, sizeof bytes - 1, &length) || length > 0)
-        Print("\nline %s", bytes);
-    const ATL::CTime stamp(1700000000);
-    ATL::CTime read;
-    file.SetModificationTime(&stamp, 0);
-    file.GetModificationTime(&read, 0);
-    Print("\ntime %lu\n", static_cast<unsigned long>(read.GetTime()));
+    CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "on") && length == 2);
+    CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "e") && length == 1);
+    ATL::CTime stamp(1700000000), read;
+    CHECK(file.SetModificationTime(&stamp, 0) && file.GetModificationTime(&read, 0) && read.GetTime() == 1700000000);
 
     // The profile's numbers of every kind.
     file.Open("SETTINGS", "WALK.INI", KOVRA_RESOLVE_ONLY);
-    file.MkDir();
-    file.WriteProfile("Window", "Title", "Orders");
-    file.WriteProfile("Window", "Width", 640);
-    file.WriteProfile("Window", "Big", 4000000000UL);
-    file.WriteProfile("Window", "Zoom", 1.25);
-    file.GetProfile("Window", "Title", "", bytes, sizeof bytes);
-    Print("profile %s %d %lu %d %d\n", bytes, file.GetProfile("Window", "Width", 0),
-          file.GetProfile("Window", "Big", 0UL), static_cast<int>(file.GetProfile("Window", "Zoom", 0.0) * 100),
-          file.GetProfile("Window", "Height", 480));
-    Print("checked %d\n", KovraCheckConfig(file.GetRealFileName(), &PrintProblem, const_cast<char*>(".")));
+    CHECK(file.MkDir() == 1 && file.WriteProfile("W", "Title", "Orders") && file.WriteProfile("W", "Width", 640));
+    CHECK(file.WriteProfile("W", "Big", 4000000000UL) && file.WriteProfile("W", "Zoom", 1.25));
+    CHECK(file.GetProfile("W", "Title", "", bytes, sizeof bytes) == 6 && Same(bytes, "Orders"));
+    CHECK(file.GetProfile("W", "Width", 0) == 640 && file.GetProfile("W", "Big", 0UL) == 4000000000UL);
+    CHECK(file.GetProfile("W", "Zoom", 0.0) == 1.25 && file.GetProfile("W", "Height", 480) == 480);
+    WalkC(file.GetRealFileName());
 
-    // Two backups of a day, and a search for the second.
-    for (int generation = 1; generation <= 2; ++generation) {
-        file.Open("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE);
-        file.Printf(0, "orders, generation %d\r\n", generation);
-        file.SaveFile();
-        Print("backup %s\n", file.GetRealFileName());
-    }
+    // A backup, and a search that finds it.
+    file.Open("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE);
+    CHECK(file.Printf(0, "orders, generation %d\r\n", 1) == 22 && file.SaveFile() == 1);
     CKovraFind find;
-    find.FindFile("DATA", "SAV\\*2.SAV");
-    while (find.FindNextFileA())
-        Print("found %s %lu %s\n", find.GetFileName(), find.GetLength(), find.GetFilePathRelative());
+    CHECK(find.FindFile("DATA", "SAV\\*.SAV") && find.FindNextFileA() && find.GetLength() == 22);
+    CHECK(strlen(find.GetFilePathRelative()) == 16 && EndsWith(file.GetRealFileName(), find.GetFilePathRelative()));
+    CHECK(find.FindNextFileA() == 0);
 
-    // A sharing violation and its message.
+    // A sharing violation, its cause and its message in a buffer of 20 bytes.
     CKovra holder("DATA", "SHARED.TXT", KOVRA_READWRITE | KOVRA_EXCLUSIVE);
-    const int opened = file.Open("DATA", "SHARED.TXT", KOVRA_READ);
-    char message[512];
     int cause = 0;
-    file.GetLastError(&cause, message, sizeof message - 1);
-    Print("sharing %d %d %s\n", opened, cause, message);
-    return 0;
+    CHECK(file.Open("DATA", "SHARED.TXT", KOVRA_READ) == 0 && file.GetLastError(&cause, bytes, 20) == 1);
+    CHECK(cause == 11 && Same(bytes, "A sharing violation"));
 }
