@@ -78,6 +78,9 @@ __declspec(dllimport) void ConstructDefault(CKovra* object) asm("??_FCKovra@@QEA
 #else
 __declspec(dllimport) void __thiscall ConstructDefault(CKovra* object) asm("??_FCKovra@@QAEXXZ");
 #endif
+extern "C" __declspec(dllimport) void* __stdcall CreateThread(void*, size_t, unsigned long(__stdcall*)(void*), void*,
+                                                             unsigned long, unsigned long*);
+extern "C" __declspec(dllimport) unsigned long __stdcall WaitForSingleObject(void* handle, unsigned long milliseconds);
 struct DeletingDestructor { virtual void* Delete(unsigned int flags) = 0; };
 
 int g_destroyed = 0;
@@ -88,6 +91,20 @@ struct Orders : CKovra {
     virtual ~Orders() { ++g_destroyed; }
     int Resolve(char* name, char* path) { return BuildFileName("DATA", name, path, 0); }
 };
+
+// Binds the calling thread to a session of the user's own (name, client, path of a letter)
+// and resolves names with that identity.
+unsigned long __stdcall BindAndResolve(void* context)
+{
+    char** user = static_cast<char**>(context);
+    CKovra file;
+    CHECK(CKovra::StartSession(user) == 1 && CKovra::StartThread(user, GetCurrentThreadId()) == 1);
+    CHECK(CKovra::SetUser(user[0]) == 1 && CKovra::SetClient(user[1]) == 1 && CKovra::IsValidClient(user[1]) == 0);
+    CHECK(CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS")) == 1);
+    CHECK(EndsWith(file.GetRealFileName("FORMS", "F.TXT"), "\\APP\\ORDERS\\F.TXT"));
+    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), user[2]));
+    return 0;
+}
 
 void Main(void)
 {
@@ -169,11 +186,11 @@ void Main(void)
     CHECK(!finds[2].IsHidden() && finds[2].FindNextFileA() == 0 && finds[2].Close() == 1);
     reinterpret_cast<DeletingDestructor*>(finds)->Delete(3);
 
-    // The identity of a session of the program's own, to which this thread is bound.
-    CHECK(CKovra::StartSession(&file) == 1 && CKovra::StartThread(&file, GetCurrentThreadId()) == 1);
-    CHECK(CKovra::SetUser("ANNA") == 1 && CKovra::SetClient("0041") == 1 && CKovra::IsValidClient("0041") == 0);
-    CHECK(CKovra::SetModulePath(file.GetRealFileName("PROGRAM", "ORDERS")) == 1);
-    CHECK(EndsWith(file.GetRealFileName("FORMS", "F.TXT"), "\\APP\\ORDERS\\F.TXT"));
-    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), "\\CLIENTS\\0041\\USERS\\ANNA\\N.TXT"));
-    CHECK(CKovra::RemoveThread(&file, GetCurrentThreadId()) == 1 && CKovra::RemoveSession(&file) == 1);
+    // Two threads, each bound to a session of its own with a user of its own.
+    char *anna[] = {"ANNA", "0041", "\\CLIENTS\\0041\\USERS\\ANNA\\N.TXT"};
+    char *bert[] = {"BERT", "0042", "\\CLIENTS\\0042\\USERS\\BERT\\N.TXT"};
+    BindAndResolve(anna);
+    CHECK(WaitForSingleObject(CreateThread(0, 0, &BindAndResolve, bert, 0, 0), 0xFFFFFFFF) == 0);
+    CHECK(EndsWith(file.GetRealFileName("LETTERS", "N.TXT"), anna[2]));
+    CHECK(CKovra::RemoveThread(anna, GetCurrentThreadId()) == 1 && CKovra::RemoveSession(anna) == 1);
 }
