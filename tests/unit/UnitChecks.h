@@ -1,0 +1,19 @@
+// What the unit tests share beyond tests/support: the installation's base path and short views of an object.
+#pragma once
+
+#include <string>
+
+#include "FileChecks.h"
+
+namespace kovratest {
+
+const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
+
+// A member's answer and the cause that the object recorded with it, as "answer cause".
+template <typename Answer>
+std::string AnswerAndCause(Answer answer, CKovra& file)
+{
+    return std::to_string(answer) + " " + std::to_string(CauseOf(file));
+}
+
+} // namespace kovratest
