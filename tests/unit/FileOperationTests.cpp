@@ -16,7 +16,7 @@ const std::string kToday = CurrentUtcDate("%y%m%d");
 void NameFile(CKovra& file, const std::string& name, const std::string& bytes)
 {
     WriteFileBytes(kBase + name, bytes);
-    ASSERT_EQ(1, file.Open("T_BASE", name.c_str(), KOVRA_RESOLVE_ONLY));
+    Naming(file, name);
 }
 
 // What file names, as "name|real path|open|type|bytes of the real path".
@@ -63,10 +63,8 @@ TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
     CKovra file("T_BASE", "REMOVE\\F.TXT", KOVRA_READWRITE);
     EXPECT_EQ(1, file.Remove());
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
-    for (const char* gone : {"REMOVE\\F.TXT", "REMOVE\\A?B.TXT", "REMOVE\\NO\\F.TXT"}) {  // or no file's name
-        ASSERT_EQ(1, file.Open("T_BASE", gone, KOVRA_RESOLVE_ONLY));
-        EXPECT_EQ("1 0", AnswerAndCause(file.Remove(), file)) << gone;  // nothing recorded
-    }
+    for (const char* gone : {"REMOVE\\F.TXT", "REMOVE\\A?B.TXT", "REMOVE\\NO\\F.TXT"})  // or no file's name
+        EXPECT_EQ("1 0", AnswerAndCause(Naming(file, gone).Remove(), file)) << gone;  // nothing recorded
     CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
     const std::string temporaryPath = temporary.GetRealFileName();
     EXPECT_EQ(1, temporary.Remove());
@@ -159,14 +157,12 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
     EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
     EXPECT_EQ(directory / "FULL", file.GetCwd());
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\DIR", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(1, file.ChDir());  // a directory's name: the directory itself
+    EXPECT_EQ(1, Naming(file, "DIRS\\DIR").ChDir());  // a directory's name: the directory itself
     EXPECT_EQ(directory / "DIR", file.GetCwd());
     ASSERT_TRUE(::SetCurrentDirectoryA(kBase.c_str()));  // lets the directories go
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "DIR"));
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(0, file.RmDir());  // not empty
+    EXPECT_EQ(0, Naming(file, "DIRS\\FULL\\F.TXT").RmDir());  // not empty
     ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "FULL"));
@@ -177,19 +173,15 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(26, file.GetDrive());
     WriteFileBytes(directory / "F.TXT", "f");
     WriteFileBytes(directory / "MixedCase.Txt", "m");
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
+    EXPECT_EQ(directory / "F.TXT", Naming(file, "DIRS\\F.TXT").GetShortPathNameA());
+    EXPECT_EQ(directory / "MixedCase.Txt", Naming(file, "DIRS\\MIXEDCASE.TXT").GetLongPathNameA());  // as spelt there
+    EXPECT_EQ(directory / "MISSING.TXT", Naming(file, "DIRS\\MISSING.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
     // Free space of missing directories: only the root of the drive can answer.
     ULARGE_INTEGER available;
     ASSERT_TRUE(::GetDiskFreeSpaceExA(KOVRA_TEST_DRIVE ":\\", &available, nullptr, nullptr));
     ASSERT_GT(available.QuadPart, 0xFFFFFFFFull) << "the test drive needs more than 4 GiB free";
-    ASSERT_EQ(1, file.Open("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(4294967295ul, file.GetDiskFreeSpaceA());
+    EXPECT_EQ(4294967295ul, Naming(file, "NO_SUCH_DIR\\DEEP\\F.TXT").GetDiskFreeSpaceA());
     ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
     EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
     EXPECT_EQ(1, file.IsNetDrive());

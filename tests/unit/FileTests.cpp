@@ -39,16 +39,12 @@ TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTranslatedAndMkDirAndAcce
     // MkDir makes the parent directory with three results; Access sees what exists.
     MakeDirectories(directory / "MK\\EXIST");
     WriteFileBytes(directory / "MK\\F.TXT", "");
-    auto at = [&file](const std::string& path) -> CKovra& {
-        file.Open("T_BASE", path.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1);
-        return file;
-    };
-    EXPECT_EQ(0, at(directory / "MK\\EXIST\\\\F").MkDir());  // an existing directory, named with its backslash
-    EXPECT_EQ(1, at(directory / "MK\\A\\B\\F.TXT").MkDir());
+    EXPECT_EQ(0, Naming(file, "OC_OPTIONS\\MK\\EXIST\\\\F").MkDir());  // an existing directory, named with its backslash
+    EXPECT_EQ(1, Naming(file, "OC_OPTIONS\\MK\\A\\B\\F.TXT").MkDir());
     EXPECT_TRUE(PathExists(directory / "MK\\A\\B\\"));
-    EXPECT_EQ(-1, at("Q:\\\\F").MkDir());  // the root of a drive that doesn't exist
-    EXPECT_EQ(1, at(directory / "MK\\F.TXT").Access());
-    EXPECT_EQ(0, at(directory / "MK\\G.TXT").Access());
+    EXPECT_EQ(-1, Naming(file, "Q:\\\\F", 1).MkDir());  // the root of a drive that doesn't exist
+    EXPECT_EQ(1, Naming(file, "OC_OPTIONS\\MK\\F.TXT").Access());
+    EXPECT_EQ(0, Naming(file, "OC_OPTIONS\\MK\\G.TXT").Access());
 }
 
 // Each failed attempt traces a line: a sharing violation is retried once, with flag 2 while it lasts.
@@ -112,16 +108,12 @@ TEST(OpenClose, AnObjectTakesItsOwnTextsBackAsArguments)
 
 TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
 {
-    SYSTEMTIME now;
-    ::GetLocalTime(&now);
-    char day[8];
-    std::snprintf(day, sizeof day, "%02d%02d%02d", now.wYear % 100, now.wMonth, now.wDay);
     CKovra file;
     EXPECT_EQ(1, file.Open("T_BASE", nullptr, KOVRA_READWRITE));
-    const std::string path = file.GetRealFileName();
-    const std::string prefix = kBase + "DAT\\WS1\\TMP\\CKV_" + std::to_string(::GetCurrentProcessId()) + "_" + day;
+    const std::string path = file.GetRealFileName();  // the local time from the year to the millisecond
+    const std::string prefix = kBase + "DAT\\WS1\\TMP\\CKV_" + std::to_string(::GetCurrentProcessId()) + "_";
     EXPECT_EQ(prefix, path.substr(0, prefix.size()));
-    EXPECT_TRUE(std::regex_match(path.substr(prefix.size()), std::regex(R"(\d{9}_1\.TMP)"))) << path;
+    EXPECT_TRUE(std::regex_match(path.substr(prefix.size()), std::regex(R"(\d{15}_1\.TMP)"))) << path;
     file.Write("tmp", 3);
     EXPECT_EQ(1, file.Close(1));  // kept, it serves the next Open without a name; Close removes it
     EXPECT_EQ(1, file.Open(nullptr, nullptr, KOVRA_READ));

@@ -16,4 +16,11 @@ std::string AnswerAndCause(Answer answer, CKovra& file)
     return std::to_string(answer) + " " + std::to_string(CauseOf(file));
 }
 
+// file, made to name a T_BASE name (with flags 1 a real path) without opening it.
+inline CKovra& Naming(CKovra& file, const std::string& name, int flags = 0)
+{
+    file.Open("T_BASE", name.c_str(), KOVRA_RESOLVE_ONLY, nullptr, flags);
+    return file;
+}
+
 } // namespace kovratest
