@@ -273,7 +273,7 @@ TEST(BlockTextIo, TextModeWritesCrLfAppendModeWritesAtTheEndAndFailuresWithoutAc
     EXPECT_STREQ("", buffer);
 }
 
-TEST(PositionLockTime, SeekTheOperatorsTheLengthAndTimeStampsBySelector)
+TEST(PositionLockTime, SeekTheOperatorsTheLengthTimeStampsBySelectorAndLockedRanges)
 {
     ScratchDirectory directory(kBase + "PL_SEEK");
     CKovra file("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
@@ -314,12 +314,9 @@ TEST(PositionLockTime, SeekTheOperatorsTheLengthAndTimeStampsBySelector)
     EXPECT_EQ(4102444800, time.GetTime());
     EXPECT_EQ(1, file.GetModificationTime(&time, 1));
     EXPECT_EQ(status.st_ctime, time.GetTime());
-}
 
-TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
-{
-    ScratchDirectory directory(kBase + "PL_LOCK");
-    CKovra first("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE), second("T_BASE", "PL_LOCK\\F.TXT", KOVRA_READWRITE);
+    // Locked ranges conflict with other objects and processes.
+    CKovra first("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE), second("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
     EXPECT_EQ(1, first.Lock(0, 10));
     EXPECT_EQ("0 12", AnswerAndCause(second.Lock(5, 10), second));
     EXPECT_EQ(1, second.Lock(10, 5));  // the neighbouring range is free
@@ -328,13 +325,14 @@ TEST(PositionLockTime, LockedRangesConflictWithOtherObjectsAndProcesses)
     EXPECT_EQ(1, second.Lock(0, 10));
     // The child holds bytes 15 to 18 until it is released and ends.
     NamedEvent release;
-    ChildProcess child(CommandLine("kovra_child.exe", "lock T_BASE PL_LOCK\\F.TXT 15 4 " + release.Name()));
+    ChildProcess child(CommandLine("kovra_child.exe", "lock T_BASE PL_SEEK\\F.TXT 15 4 " + release.Name()));
     ASSERT_EQ("LOCK 1", child.WaitForLine("LOCK"));
     EXPECT_EQ("0 12", AnswerAndCause(first.Lock(18, 2), first));
     release.Set();
     EXPECT_EQ(0, child.Wait());
     EXPECT_EQ(1, first.Lock(15, 4));
 }
+
 
 // What the profile members read and write beyond the randomized run's round trips.
 TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheDefault)
