@@ -94,7 +94,7 @@ void RunInputs(const std::vector<Input>& rows, Input (*generate)(std::mt19937&),
         if (!problems.empty() && ++failures)
             ADD_FAILURE() << problems << "as a row: " << ::testing::PrintToString(input);
     }
-    std::printf("%zu rows and %zu inputs of seed %u in %lu ms\n", rows.size(), count - rows.size(), kSeed,
+    std::printf("%zu stored and %zu generated inputs of seed %u in %lu ms\n", rows.size(), count - rows.size(), kSeed,
                 ::GetTickCount() - start);
 }
 
