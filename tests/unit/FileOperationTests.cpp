@@ -3,98 +3,88 @@
 
 #include <algorithm>
 
-#include "FileChecks.h"
+#include "UnitChecks.h"
 #include "kovra/capi.h"
 
 using namespace kovratest;
 
 namespace {
 
-const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
 const std::string kToday = CurrentUtcDate("%y%m%d");
 
 // Writes bytes to the T_BASE file name and lets file name it without opening it.
 void NameFile(CKovra& file, const std::string& name, const std::string& bytes)
 {
     WriteFileBytes(kBase + name, bytes);
-    ASSERT_EQ(1, file.Open("T_BASE", name.c_str(), KOVRA_RESOLVE_ONLY));
+    Naming(file, name);
 }
 
-// Checks that file names path, closed and without a type, and that path holds bytes.
-void ExpectNames(CKovra& file, const std::string& path, const std::string& bytes)
+// What file names, as "name|real path|open|type|bytes of the real path".
+std::string Names(CKovra& file)
 {
-    EXPECT_EQ(path, file.GetFileName());
-    EXPECT_EQ(path, file.GetRealFileName());
-    EXPECT_EQ(0, file.IsOpen());
-    EXPECT_STREQ("", file.GetFileType());
-    EXPECT_EQ(bytes, ReadFileBytes(path));
+    return std::string(file.GetFileName()) + "|" + file.GetRealFileName() + "|" + std::to_string(file.IsOpen()) + "|" +
+           file.GetFileType() + "|" + ReadFileBytes(file.GetRealFileName());
 }
+
+// A backup names its path, closed and without a type.
+std::string Backup(const std::string& path, const std::string& bytes) { return path + "|" + path + "|0||" + bytes; }
 
 TEST(SaveFile, BackupsOfADayAreNumberedAndCopiedWhenTheMoveIsRefused)
 {
-    ScratchDirectory saves(kBase + "SAV");
-    ScratchDirectory directory(kBase + "SAVE");
+    ScratchDirectory saves(kBase + "SAV"), directory(kBase + "SAVE");
     CKovra file("T_BASE", "SAVE\\F.TXT", KOVRA_READWRITE);  // closed first
     ASSERT_EQ(3u, file.Write("one", 3));
     EXPECT_EQ(1, file.SaveFile());
-    ExpectNames(file, saves / (kToday + "01.SAV"), "one");
+    EXPECT_EQ(Backup(saves / (kToday + "01.SAV"), "one"), Names(file));
     NameFile(file, "SAVE\\F.TXT", "two");
     EXPECT_EQ(1, file.SaveFile());
-    ExpectNames(file, saves / (kToday + "02.SAV"), "two");
+    EXPECT_EQ(Backup(saves / (kToday + "02.SAV"), "two"), Names(file));
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
     NameFile(file, "SAVE\\F.TXT", "new");  // a directory of the type is made with its parents
     EXPECT_EQ(1, file.SaveFile("T_BASE", "SAVE\\A\\B", "OLD"));
-    ExpectNames(file, directory / ("A\\B\\" + kToday + "01.OLD"), "new");
+    EXPECT_EQ(Backup(directory / ("A\\B\\" + kToday + "01.OLD"), "new"), Names(file));
     for (int number = 3; number <= 99; ++number)
         WriteFileBytes(saves / (kToday + (number < 10 ? "0" : "") + std::to_string(number) + ".SAV"), "");
     // A reader that doesn't share deletion: the move fails, the copy can still read the file.
     NameFile(file, "SAVE\\F.TXT", "held");
     CKovra reader("T_BASE", "SAVE\\F.TXT", KOVRA_READ);
-    EXPECT_EQ(1, file.SaveFile());
-    ExpectNames(file, saves / (kToday + "000100.SAV"), "held");
+    EXPECT_EQ("1 11", AnswerAndCause(file.SaveFile(), file));
+    EXPECT_EQ(Backup(saves / (kToday + "000100.SAV"), "held"), Names(file));
     EXPECT_EQ("held", ReadFileBytes(directory / "F.TXT"));
-    EXPECT_EQ(11, CauseOf(file));
-    EXPECT_EQ(0, reader.SaveFile("NOPE"));  // no backup path: the file stays, open
-    EXPECT_EQ(-1, CauseOf(reader));
+    EXPECT_EQ(0, file.SaveFile(nullptr, nullptr, std::string(260, 'X').c_str()));  // an extension that doesn't fit
+    EXPECT_TRUE(PathExists(saves / (kToday + "000100.SAV")));
+    EXPECT_EQ("0 -1", AnswerAndCause(reader.SaveFile("NOPE"), reader));  // no backup path: the file stays, open
     EXPECT_EQ(1, reader.IsOpen());
 }
 
-TEST(Remove, RemovesTheFileAndCountsAMissingOneAsRemoved)
+// Retries while the file is held: logging suite.
+TEST(RemoveRename, AMissingFileCountsAsRemovedRenameMakesTheDirectoriesWritesDateFieldsBackOrChangesNothing)
 {
-    ScratchDirectory directory(kBase + "REMOVE");
-    CKovra file("T_BASE", "REMOVE\\F.TXT", KOVRA_READWRITE);
-    EXPECT_EQ(1, file.Remove());
+    ScratchDirectory directory(kBase + "RENAME");
+    CKovra file("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE);
+    EXPECT_EQ(1, file.Remove());  // closed first
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
-    for (const char* gone : {"REMOVE\\F.TXT", "REMOVE\\A?B.TXT", "REMOVE\\NO\\F.TXT"}) {  // or no file's name
-        ASSERT_EQ(1, file.Open("T_BASE", gone, KOVRA_RESOLVE_ONLY));
-        EXPECT_EQ(1, file.Remove()) << gone;
-        EXPECT_EQ(0, CauseOf(file)) << gone;  // nothing recorded
-    }
+    for (const char* gone : {"RENAME\\F.TXT", "RENAME\\A?B.TXT", "RENAME\\NO\\F.TXT"})  // or no file's name
+        EXPECT_EQ("1 0", AnswerAndCause(Naming(file, gone).Remove(), file)) << gone;  // nothing recorded
     CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
     const std::string temporaryPath = temporary.GetRealFileName();
     EXPECT_EQ(1, temporary.Remove());
     EXPECT_FALSE(PathExists(temporaryPath));
-    NameFile(file, "REMOVE\\RO.TXT", "r");
+    NameFile(file, "RENAME\\RO.TXT", "r");
     ::SetFileAttributesA((directory / "RO.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_EQ(0, file.Remove());
-    EXPECT_EQ(5, CauseOf(file));
+    EXPECT_EQ("0 5", AnswerAndCause(file.Remove(), file));
     EXPECT_EQ("r", ReadFileBytes(directory / "RO.TXT"));
-}
 
-TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWithoutAChange)
-{
-    ScratchDirectory directory(kBase + "RENAME");
-    CKovra file("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(1, file.Open("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE));
     ASSERT_EQ(3u, file.Write("abc", 3));
     char name[] = "RENAME\\A\\B\\G.TXT";
     EXPECT_EQ(1, file.Rename(nullptr, name));  // the object's own type
     EXPECT_EQ(directory / "A\\B\\G.TXT", file.GetRealFileName());
     EXPECT_EQ("abc", ReadFileBytes(directory / "A\\B\\G.TXT"));
     // The caller's text gets its date fields as long as it doesn't grow.
-    char dated[] = "RENAME\\D%y%M%D.TXT";
+    char dated[] = "RENAME\\D%y%M%D.TXT", grown[] = "RENAME\\Y%Y.TXT";
     EXPECT_EQ(1, file.Rename("T_BASE", dated));
     EXPECT_EQ("RENAME\\D" + kToday + ".TXT", std::string(dated));
-    char grown[] = "RENAME\\Y%Y.TXT";
     EXPECT_EQ(1, file.Rename("T_BASE", grown));
     EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
     EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
@@ -105,25 +95,20 @@ TEST(Rename, MovesTheFileIntoMissingDirectoriesWritesDateFieldsBackAndFailsWitho
     KovraFile_Destroy(handle);
     EXPECT_EQ("abc", ReadFileBytes(directory / "L.TXT"));
 
+    // A refused rename leaves the name, the real path and the file as they were.
     NameFile(file, "RENAME\\F.TXT", "f");
-    auto expectUnchanged = [&](int cause) {
-        EXPECT_EQ(cause, CauseOf(file));
-        EXPECT_STREQ("RENAME\\F.TXT", file.GetFileName());
-        EXPECT_EQ(directory / "F.TXT", file.GetRealFileName());
-        EXPECT_EQ("f", ReadFileBytes(directory / "F.TXT"));
-    };
     WriteFileBytes(directory / "TAKEN.TXT", "taken");
-    char taken[] = "RENAME\\TAKEN.TXT";
-    EXPECT_EQ(0, file.Rename("T_BASE", taken));
-    expectUnchanged(5);
-    EXPECT_EQ("taken", ReadFileBytes(directory / "TAKEN.TXT"));
-    char unknownType[] = "RENAME\\%y.TXT";
-    EXPECT_EQ(0, file.Rename("NOPE", unknownType));
-    expectUnchanged(-1);
-    EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
+    char taken[] = "RENAME\\TAKEN.TXT", unknownType[] = "RENAME\\%y.TXT";
     std::string tooLong = "RENAME\\" + std::string(259, 'N');  // other members: BadInput
-    EXPECT_EQ(0, file.Rename("T_BASE", &tooLong[0]));
-    expectUnchanged(-2);
+    const std::string unchanged = "RENAME\\F.TXT|" + (directory / "F.TXT") + "|0||f";  // closed, without a type
+    EXPECT_EQ("0 5", AnswerAndCause(file.Rename("T_BASE", taken), file));
+    EXPECT_EQ(unchanged, Names(file));
+    EXPECT_EQ("taken", ReadFileBytes(directory / "TAKEN.TXT"));
+    EXPECT_EQ("0 -1", AnswerAndCause(file.Rename("NOPE", unknownType), file));
+    EXPECT_EQ(unchanged, Names(file));
+    EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
+    EXPECT_EQ("0 -2", AnswerAndCause(file.Rename("T_BASE", &tooLong[0]), file));
+    EXPECT_EQ(unchanged, Names(file));
 }
 
 TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesWhole)
@@ -136,8 +121,7 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     EXPECT_EQ("old", ReadFileBytes(directory / "DST.TXT"));
     EXPECT_EQ(1, file.CopyFileA(nullptr, "COPY\\DST.TXT", 0));
     EXPECT_EQ("new", ReadFileBytes(directory / "DST.TXT"));
-    EXPECT_EQ(0, file.CopyFileA("NOPE", "COPY\\NEW\\DST.TXT", 0));  // no destination: nothing made
-    EXPECT_EQ(-1, CauseOf(file));
+    EXPECT_EQ("0 -1", AnswerAndCause(file.CopyFileA("NOPE", "COPY\\NEW\\DST.TXT", 0), file));  // nothing made
     EXPECT_FALSE(PathExists(directory / "NEW"));
 
     std::string source;  // more than two copy blocks, each byte telling its place
@@ -147,16 +131,15 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     WriteFileBytes(directory / "APP.TXT", "head:");
     ASSERT_EQ(1, file.Open("T_BASE", "COPY\\SRC.TXT", KOVRA_READ));
     ASSERT_EQ(7, file.Seek(7, 0));  // an open object is appended whole, and read to its end
-    EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
+    // What it records is its own: a Flush of a file opened for reading.
+    EXPECT_EQ("1 5", AnswerAndCause(file.AppendFile("T_BASE", "COPY\\APP.TXT"), file));
     EXPECT_EQ("head:" + source, ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(20000ul, file.GetPosition());
-    EXPECT_EQ(5, CauseOf(file));  // what it records is its own: a Flush of a file opened for reading
     NameFile(file, "COPY\\ABC.TXT", "abc");  // opened for the copy and closed again
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\APP.TXT"));
     EXPECT_EQ("head:" + source + "abc", ReadFileBytes(directory / "APP.TXT"));
     EXPECT_EQ(0, file.IsOpen());
-    EXPECT_EQ(0, file.AppendFile("NOPE", "COPY\\APP.TXT"));
-    EXPECT_EQ(0, CauseOf(file));  // the destination's failure stays with the destination
+    EXPECT_EQ("0 0", AnswerAndCause(file.AppendFile("NOPE", "COPY\\APP.TXT"), file));  // the target's failure
     NameFile(file, "COPY\\EMPTY.TXT", "");  // nothing to append, a missing destination made
     EXPECT_EQ(1, file.AppendFile("T_BASE", "COPY\\SUB\\MADE.TXT"));
     EXPECT_TRUE(PathExists(directory / "SUB\\MADE.TXT"));
@@ -171,14 +154,12 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
     EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
     EXPECT_EQ(directory / "FULL", file.GetCwd());
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\DIR", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(1, file.ChDir());  // a directory's name: the directory itself
+    EXPECT_EQ(1, Naming(file, "DIRS\\DIR").ChDir());  // a directory's name: the directory itself
     EXPECT_EQ(directory / "DIR", file.GetCwd());
     ASSERT_TRUE(::SetCurrentDirectoryA(kBase.c_str()));  // lets the directories go
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "DIR"));
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\FULL\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(0, file.RmDir());  // not empty
+    EXPECT_EQ(0, Naming(file, "DIRS\\FULL\\F.TXT").RmDir());  // not empty
     ASSERT_TRUE(::DeleteFileA((directory / "FULL\\F.TXT").c_str()));
     EXPECT_EQ(1, file.RmDir());
     EXPECT_FALSE(PathExists(directory / "FULL"));
@@ -189,19 +170,15 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(26, file.GetDrive());
     WriteFileBytes(directory / "F.TXT", "f");
     WriteFileBytes(directory / "MixedCase.Txt", "m");
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(directory / "F.TXT", file.GetShortPathNameA());
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MIXEDCASE.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(directory / "MixedCase.Txt", file.GetLongPathNameA());  // as the directory spells it
-    ASSERT_EQ(1, file.Open("T_BASE", "DIRS\\MISSING.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(file.GetRealFileName(), file.GetShortPathNameA());
+    EXPECT_EQ(directory / "F.TXT", Naming(file, "DIRS\\F.TXT").GetShortPathNameA());
+    EXPECT_EQ(directory / "MixedCase.Txt", Naming(file, "DIRS\\MIXEDCASE.TXT").GetLongPathNameA());  // as spelt there
+    EXPECT_EQ(directory / "MISSING.TXT", Naming(file, "DIRS\\MISSING.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
     // Free space of missing directories: only the root of the drive can answer.
     ULARGE_INTEGER available;
     ASSERT_TRUE(::GetDiskFreeSpaceExA(KOVRA_TEST_DRIVE ":\\", &available, nullptr, nullptr));
     ASSERT_GT(available.QuadPart, 0xFFFFFFFFull) << "the test drive needs more than 4 GiB free";
-    ASSERT_EQ(1, file.Open("T_BASE", "NO_SUCH_DIR\\DEEP\\F.TXT", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ(4294967295ul, file.GetDiskFreeSpaceA());
+    EXPECT_EQ(4294967295ul, Naming(file, "NO_SUCH_DIR\\DEEP\\F.TXT").GetDiskFreeSpaceA());
     ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
     EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
     EXPECT_EQ(1, file.IsNetDrive());
@@ -231,7 +208,6 @@ TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirec
     EXPECT_EQ(0, find.FindNextFileA());
     ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
     EXPECT_EQ((Lines{"A.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\", "hidden B.TXT"}), entries());
-
     ASSERT_NE(0, find.FindFile("T_MODULE", "SUB\\*.TXT"));
     ASSERT_NE(0, find.FindNextFileA());
     EXPECT_STREQ("SUB\\F.TXT", find.GetFilePathRelative());
