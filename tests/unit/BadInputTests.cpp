@@ -40,11 +40,6 @@ void ExpectEach(long long expected, std::initializer_list<Call> calls)
         EXPECT_EQ(expected, call.make()) << call.text;
 }
 
-class Resolver : public CKovra {  // opens the protected resolver to null pointers
-public:
-    using CKovra::BuildFileName;
-};
-
 TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
 {
     ScratchDirectory directory(kBase + "BI_NULL");
@@ -53,7 +48,7 @@ TEST(BadInput, NullPointersGiveTheFailureResultAndChangeNothing)
     const Contents before = ContentsOf(directory.Path());
     CKovra file("T_BASE", "BI_NULL\\F.TXT", KOVRA_READWRITE), named("T_BASE", "BI_NULL\\F.TXT");
     CKovra profile("T_BASE", "BI_NULL\\P.INI", KOVRA_RESOLVE_ONLY);
-    Resolver resolver;
+    NameBuilder resolver;
     CKovraFind find;
     KovraFile* handle = KovraFile_Create("T_BASE", "BI_NULL\\P.INI", KOVRA_RESOLVE_ONLY, nullptr, 0);
     KovraFind* findHandle = KovraFind_Create();

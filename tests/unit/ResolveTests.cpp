@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "UnitChecks.h"
-#include "kovra/diag.h"
 
 using namespace kovratest;
 
@@ -13,11 +12,9 @@ namespace {
 
 #define DRIVE KOVRA_TEST_DRIVE ":"
 
-std::string Resolve(const char* type, const char* name, int flags = 0)
+std::string Resolve(const char* type, const char* name, int flags = 0, KovraOpenPar_S* parameters = nullptr)
 {
-    CKovra file;
-    file.Open(type, name, KOVRA_RESOLVE_ONLY, nullptr, flags);
-    return file.GetRealFileName();
+    return CKovra(type, name, KOVRA_RESOLVE_ONLY, parameters, flags).GetRealFileName();
 }
 
 // "<cause> <message>" of the pending failure, "0 " when there is none.
@@ -29,18 +26,9 @@ std::string Failure(CKovra& file)
     return std::to_string(cause) + " " + message;
 }
 
-// "name location encryption" of every record in the table.
-std::vector<std::string> Types()
-{
-    std::vector<std::string> all;
-    FileType_S record;
-    while (KovraGetFileType(static_cast<int>(all.size()), &record))
-        all.push_back(std::string(record.name) + " " + std::to_string(record.location) + " " +
-                      std::to_string(record.encryption));
-    return all;
-}
+Lines Types() { return FileTypes(::GetModuleHandleA("kovra.dll")); }  // "name location encryption" of each record
 
-TEST(Resolve, EveryLocationWithAndWithoutAClientAndAReadOnlyPath)
+TEST(Resolve, EveryLocationWithAndWithoutAClientTheOpenParametersAndAReadOnlyPath)
 {
     CKovra::SetModulePath(DRIVE "\\APP\\MOD1");
     CKovra::SetUser("U1");
@@ -63,6 +51,10 @@ TEST(Resolve, EveryLocationWithAndWithoutAClientAndAReadOnlyPath)
             EXPECT_EQ(row[column], Resolve(row[0].c_str(), "SUB\\F.TXT")) << row[0];
         CKovra::SetClient("C1");
     }
+    // Open parameters with a size put their location (7: WKSTA) in place of the type's; of size 0 they don't.
+    KovraOpenPar_S unsized = {0, {}, 7, 0}, sized = {12, {}, 7, 0};
+    EXPECT_EQ(same, Resolve("T_BASE", "SUB\\F.TXT", 0, &unsized));
+    EXPECT_EQ(client + "DAT\\WS1\\F.TXT", Resolve("T_BASE", "SUB\\F.TXT", 0, &sized));
     // A process configured without a read-only path uses the base and (its) module path.
     ScratchDirectory configuration(kBase + "NOREADONLY");
     WriteFileBytes(configuration / "CKOVRA.INI", "[DefaultSettings]\r\nOption=32\r\n");
@@ -72,10 +64,6 @@ TEST(Resolve, EveryLocationWithAndWithoutAClientAndAReadOnlyPath)
         EXPECT_EQ(same, tool.WaitForLine("")) << type;
     }
 }
-
-struct NameBuilder : CKovra {  // BuildFileName, open to derived classes, rewrites a 260-byte name buffer
-    using CKovra::BuildFileName;
-};
 
 TEST(Resolve, LiteralNamesTheFirstParentReferenceDateFieldsAndTheFailuresReportedOnce)
 {

@@ -1,4 +1,5 @@
-// What the unit tests share beyond tests/support: the installation's base path and short views of an object.
+// What the unit tests share beyond tests/support: the installation's base path, the file types they name and short
+// views of an object.
 #pragma once
 
 #include <string>
@@ -8,6 +9,16 @@
 namespace kovratest {
 
 const std::string kBase = KOVRA_TEST_DRIVE ":\\APP\\";
+
+// T_BASE to T_MODULEREADONLY, the types of the locations 2 to 11, added behind DFT and XWS of the configuration
+// before any test runs.
+inline const bool kLocationTypesAdded = [] {
+    const char* locations[] = {"BASE", "MODULE", "CLIENT", "MODULECLIENT", "USER", "WKSTA", "WKSTATMP", "BASEDATA",
+                               "BASEREADONLY", "MODULEREADONLY"};
+    for (int location = 2; location <= 11; ++location)
+        CKovra::AddFileType(("T_" + std::string(locations[location - 2])).c_str(), location, 1);
+    return true;
+}();
 
 // A member's answer and the cause that the object recorded with it, as "answer cause".
 template <typename Answer>
@@ -22,5 +33,9 @@ inline CKovra& Naming(CKovra& file, const std::string& name, int flags = 0)
     file.Open("T_BASE", name.c_str(), KOVRA_RESOLVE_ONLY, nullptr, flags);
     return file;
 }
+
+struct NameBuilder : CKovra {  // BuildFileName, open to derived classes, rewrites a 260-byte name buffer
+    using CKovra::BuildFileName;
+};
 
 } // namespace kovratest
