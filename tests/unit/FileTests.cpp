@@ -110,8 +110,7 @@ TEST(OpenClose, TemporaryFilesAreNamedKeptAndRemoved)
     file.Write("tmp", 3);
     EXPECT_EQ(1, file.Close(1));  // kept, it serves the next Open without a name; Close removes it
     EXPECT_EQ(1, file.Open(nullptr, nullptr, KOVRA_READ));
-    EXPECT_EQ(path, file.GetRealFileName());
-    EXPECT_EQ(3u, file.GetLength());
+    EXPECT_EQ(path + " 3", Joined(file.GetRealFileName(), file.GetLength()));
     EXPECT_EQ(1, file.Close());
     EXPECT_FALSE(PathExists(path));
     // A client's temporary directory of 252 characters has no room for the name: none is made.
@@ -156,8 +155,7 @@ TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
                   ReadLine(file, 1000));
     }
     EXPECT_EQ("|0|0|2243", ReadLine(file, 1000));
-    file.Seek(1535, 0);  // the d line in pieces of the buffer's size
-    EXPECT_EQ(std::string(256, 'd') + "|256|1|1791", ReadLine(file, 256));
+    file.Seek(1791, 0);  // the rest of the d line in pieces of the buffer's size
     EXPECT_EQ(std::string(256, 'd') + "|256|1|2047", ReadLine(file, 256));
     EXPECT_EQ(std::string(188, 'd') + "|188|1|2237", ReadLine(file, 256));
     ASSERT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));  // without the text option
@@ -268,18 +266,11 @@ TEST(PositionLockTime, SeekTheOperatorsTheLengthTimeStampsBySelectorAndLockedRan
 {
     ScratchDirectory directory(kBase + "PL_SEEK");
     CKovra file("T_BASE", "PL_SEEK\\F.TXT", KOVRA_READWRITE);
-    ASSERT_EQ(10u, file.Write("0123456789", 10));
-    EXPECT_EQ(3, file.Seek(3, 0));
-    EXPECT_EQ(5, file.Seek(2, 1));
-    EXPECT_EQ(6, file.Seek(-4, 2));
+    ASSERT_EQ(10u, file.Write("0123456789", 10));  // Seek from the start and the end, the operators: tests/msvc
+    EXPECT_EQ(6, file.Seek(-4, 1));
     EXPECT_EQ("-1 9", AnswerAndCause(file.Seek(-11, 2), file));  // before the start
-    EXPECT_EQ(&file, file = 4L);
-    EXPECT_EQ(&file, *(file += 3) -= 5);
-    EXPECT_EQ(2ul, file.GetPosition());
-    EXPECT_EQ(1, file.SetLength(12));
-    EXPECT_EQ(12ul, file.GetPosition());  // at the new end, as the platform's file class leaves it
-    EXPECT_EQ(12ul, file.GetLength());
-    EXPECT_EQ(std::string("0123456789\0\0", 12), ReadFileBytes(directory / "F.TXT"));
+    EXPECT_EQ(1, file.SetLength(12));  // the position at the new end, as the platform's file class leaves it
+    EXPECT_EQ("12 12", Joined(file.GetPosition(), file.GetLength()));
     // Positions cross as 32 bits: past 2 GiB whole as unsigned values, negative as Seek's long.
     EXPECT_EQ(1, file.SetLength(0xC0000000ul));
     EXPECT_EQ(0xC0000000ul, file.GetLength());
@@ -288,7 +279,6 @@ TEST(PositionLockTime, SeekTheOperatorsTheLengthTimeStampsBySelectorAndLockedRan
     EXPECT_EQ(1, file.SetLength(5));
     file.Close();  // the length of the file under the name
     EXPECT_EQ(5ul, file.GetLength());
-    EXPECT_EQ("01234", ReadFileBytes(directory / "F.TXT"));
 
     // Time stamps by selector: seconds past 2038 need all 64 bits, on the 32-bit build too.
     WriteFileBytes(directory / "T.TXT", "abc");
@@ -337,8 +327,7 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     EXPECT_EQ(0, unnamed.WriteProfile("S", "K", 5L));
     EXPECT_EQ(7L, unnamed.GetProfile("S", "K", 7L));
     char text[3] = "xy";  // the default, cut to the buffer, as for a missing key
-    EXPECT_EQ(2, unnamed.GetProfile("S", "K", "dflt", text, sizeof text));
-    EXPECT_STREQ("df", text);
+    EXPECT_EQ("2 df", Joined(unnamed.GetProfile("S", "K", "dflt", text, sizeof text), text));
 
     // Readers parse what is there or give the default. 127 characters read 12 (all 200: 1.2e74).
     const std::string cut = std::string(125, '0') + "12" + std::string(73, '3');
@@ -352,41 +341,31 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     EXPECT_EQ(12L, profile.GetProfile("S", "CUT", 7L));
     EXPECT_EQ(12.0, profile.GetProfile("S", "CUT", 7.0));
     char buffer[32];
-    EXPECT_EQ(4, profile.GetProfile("S", "MISSING", "dflt", buffer, sizeof buffer));
-    EXPECT_STREQ("dflt", buffer);
-    EXPECT_EQ(0, profile.GetProfile("S", "EMPTY", "dflt", buffer, sizeof buffer));
-    EXPECT_STREQ("", buffer);
+    EXPECT_EQ("4 dflt", Joined(profile.GetProfile("S", "MISSING", "dflt", buffer, sizeof buffer), buffer));
+    EXPECT_EQ("0 ", Joined(profile.GetProfile("S", "EMPTY", "dflt", buffer, sizeof buffer), buffer));
     EXPECT_EQ(1, profile.GetProfileSectionA("T", buffer, sizeof buffer));
     EXPECT_EQ(std::string("A=1\0B=22\0\0", 10), std::string(buffer, 10));
     EXPECT_EQ(0, profile.GetProfileSectionA("NOSECTION", buffer, sizeof buffer));
 }
 
-// What the C interface adds to the members (main road: tests/msvc; null handles: BadInput): the operators'
-// results, names with date fields in place, buffers of a given size.
+// What the C interface adds to the members (main road, Printf and the sizes of ReadString's and GetLastError's
+// buffers: tests/msvc; null handles: BadInput): the operators' results, names with date fields in place in a buffer
+// of a given size.
 TEST(CInterface, OperatorsResultsDateFieldsInPlaceAndBuffersOfAGivenSize)
 {
     ScratchDirectory directory(kBase + "CI");
     KovraFile* file = KovraFile_Create("T_BASE", "CI\\F.TXT", KOVRA_READWRITE | KOVRA_TEXT, nullptr, 0);
     ASSERT_NE(nullptr, file);
-    EXPECT_EQ(5u, KovraFile_Printf(file, 0, "%d-%s\n", 5, "x"));
     EXPECT_EQ(file,
               KovraFile_OperatorSubtractAssign(KovraFile_OperatorAddAssign(KovraFile_OperatorAssign(file, 1), 3), 2));
     EXPECT_EQ(2UL, KovraFile_GetPosition(file, 0));
-    EXPECT_EQ("5-x\r\n", ReadFileBytes(directory / "F.TXT"));
     char name[260] = "D%y%M%D.TXT", realFileName[260] = "";  // date fields keeping the length: in place
     EXPECT_EQ(1, KovraFile_BuildFileName(file, "T_BASE", name, realFileName, sizeof realFileName, 0));
     EXPECT_EQ("D" + CurrentUtcDate("%y%m%d") + ".TXT", std::string(name));
     EXPECT_EQ(kBase + name, std::string(realFileName));
-    // Every buffer takes its size with the NUL: a longer text is cut and terminated.
-    char line[3], text[8];
-    KovraFile_OperatorAssign(file, 0);
-    EXPECT_EQ(1, KovraFile_ReadString(file, line, sizeof line, nullptr, 0));
-    EXPECT_STREQ("5-", line);
-    EXPECT_EQ(0, KovraFile_BuildFileName(file, "T_BASE", name, text, sizeof text, 0));
-    EXPECT_EQ(kBase.substr(0, 7), text);
-    EXPECT_EQ(0, KovraFile_Open(file, "T_BASE", "CI\\MISSING.TXT", KOVRA_READ, nullptr, 0));
-    EXPECT_EQ(1, KovraFile_GetLastError(file, nullptr, text, sizeof text, 0));
-    EXPECT_EQ(kBase.substr(0, 7), text);  // of "<base>CI\MISSING.TXT was not found."
+    char text[8];  // the buffer takes its size with the NUL: a longer path is cut and terminated
+    EXPECT_EQ("0 " + kBase.substr(0, 7),
+              Joined(KovraFile_BuildFileName(file, "T_BASE", name, text, sizeof text, 0), text));
     KovraFile_Destroy(file);
 }
 

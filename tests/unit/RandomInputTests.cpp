@@ -26,10 +26,8 @@ using Text = std::optional<std::string>;
 const std::string kNull = "<null>";
 Text Expand(std::string text)
 {
-    for (size_t at; (at = text.find('{')) != npos;) {
-        const size_t end = text.find('}', at);
-        text.replace(at - 1, end - at + 2, std::stoul(text.substr(at + 1, end - at - 1)), text[at - 1]);
-    }
+    for (size_t at; (at = text.find('{')) != npos;)
+        text.replace(at - 1, text.find('}', at) - at + 2, std::stoul(text.substr(at + 1)), text[at - 1]);
     return text == kNull ? std::nullopt : Text(text);
 }
 
@@ -85,13 +83,11 @@ void RunInputs(const std::vector<Input>& rows, Input (*generate)(std::mt19937&),
 {
     std::mt19937 random(kSeed);
     const DWORD start = ::GetTickCount();
-    int failures = 0;
+    auto more = [&](size_t count) { return count < kMaxInputs && ::GetTickCount() - start < kTimeBudgetMs; };
     size_t count = 0;
-    for (; failures < 3 && (count < rows.size() || (count < kMaxInputs && ::GetTickCount() - start < kTimeBudgetMs));
-         ++count) {
+    for (int failures = 0; failures < 3 && (count < rows.size() || more(count)); ++count) {
         const Input input = count < rows.size() ? rows[count] : generate(random);
-        const std::string problems = check(input);
-        if (!problems.empty() && ++failures)
+        if (const std::string problems = check(input); !problems.empty() && ++failures)
             ADD_FAILURE() << problems << "as a row: " << ::testing::PrintToString(input);
     }
     std::printf("%zu stored and %zu generated inputs of seed %u in %lu ms\n", rows.size(), count - rows.size(), kSeed,
@@ -119,8 +115,7 @@ NameInput GenerateName(std::mt19937& random)
         "A", "F.TXT", "SUB\\", "..\\", "\\..\\", "\\", "\\\\", ".", "%Y", "%y", "%M", "%D", "%T", "%", "%%", ":",
         "C:\\", "*", "?", " ", "~", "\xE4\xFF", "\x7F", "\x01", "CLIENTS\\", "\t", "%s%n"};
     static const std::vector<std::string> types = {"DFT", "XWS", "T_BASE", "T_USER", "T_WKSTA", "T_CLIENT",
-                                                   "T_MODULECLIENT", "T_BASEREADONLY", "", "t_base", "T{35}",
-                                                   "T{36}", "T{4096}", kNull};
+        "T_MODULECLIENT", "T_BASEREADONLY", "", "t_base", "T{35}", "T{36}", "T{4096}", kNull};
     static const std::vector<size_t> limits = {0, 1, 35, 36, 127, 128, 240, 250, 252, 253, 258, 259, 260, 261, 4096};
     auto text = [&](size_t oneIn) { return RandomText(random, pieces, limits, oneIn); };
     // The elements of a braced list are evaluated in their order: the draws are the seed's alone.
@@ -151,39 +146,34 @@ std::string CheckName(const NameInput& input)
     void* session = reinterpret_cast<void*>(++sessionValue);
     CKovra::StartThread(session, ::GetCurrentThreadId());  // starts the session too
     const auto& [typeRow, nameRow, flags, user, client, module] = input;
-    const std::pair<const std::string*, int (*)(const char*, int)> setters[] = {
-        {&user, &CKovra::SetUser}, {&client, &CKovra::SetClient}, {&module, &CKovra::SetModulePath}};
-    for (const auto& [setting, setter] : setters)
-        if (const Text value = Expand(*setting))
+    for (const auto& [setting, setter] : {std::pair{user, &CKovra::SetUser}, std::pair{client, &CKovra::SetClient},
+                                          std::pair{module, &CKovra::SetModulePath}})
+        if (const Text value = Expand(setting))
             setter(value->c_str(), 0);
     Problems expect;
     const Text type = Expand(typeRow);
     const std::string name = *Expand(nameRow);
     CKovra file("T_BASE", "EARLIER.TXT");
-    const std::string earlier = file.GetRealFileName();
     const int result = file.Open(Pointer(type), name.c_str(), KOVRA_RESOLVE_ONLY, nullptr, flags);
     const std::string real(file.GetRealFileName(), strnlen(file.GetRealFileName(), 300));
     const int cause = CauseOf(file);
     expect(real.size() <= 259 && strnlen(file.GetFileName(), 300) <= 259, "a path has more than 259 characters");
     expect(result == 1 ? cause == 0 : cause == -1 || cause == -2,
            "answered " + std::to_string(result) + ", cause " + std::to_string(cause));
-    expect(cause != -1 || real == earlier, "an unknown type changed the earlier path");
+    expect(cause != -1 || real == kBase + "EARLIER.TXT", "an unknown type changed the earlier path");
     expect(cause != -2 || real.empty(), "a name too long left the object naming " + real);
-    // The base location joins the base path and the name, and refuses what doesn't fit.
-    std::string joined = kBase + name;
+    // The base location joins the base path and the name (without its final backslash), and refuses what doesn't
+    // fit.
+    const std::string joined = kBase + name;
     if (type && (*type == "T_BASE" || *type == "DFT" || type->empty()) && !(flags & 1) &&
-        name.find_first_of(":%") == npos && name.compare(0, 2, "\\\\") != 0 && joined.find("\\..\\") == npos) {
-        const bool fits = joined.size() <= 259;
-        if (joined.back() == '\\')
-            joined.pop_back();
-        expect(fits ? result == 1 && real == joined : cause == -2, "the base location gave " + real);
-    }
+        name.find_first_of(":%") == npos && name.compare(0, 2, "\\\\") != 0 && joined.find("\\..\\") == npos)
+        expect(joined.size() > 259 ? cause == -2 : result == 1 && real + (joined.back() == '\\' ? "\\" : "") == joined,
+               "the base location gave " + real);
     // A resolved path without date fields or parent references resolves to itself.
-    CKovra again;
+    CKovra self;
     if (result == 1 && real.find('%') == npos && real.find("\\..\\") == npos && (real.empty() || real.back() != '\\'))
-        expect(again.Open(Pointer(type), real.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1) == 1 &&
-                   again.GetRealFileName() == real,
-               "the real path doesn't resolve to itself");
+        expect(self.Open(Pointer(type), real.c_str(), KOVRA_RESOLVE_ONLY, nullptr, 1) == 1 &&
+               self.GetRealFileName() == real, "the real path doesn't resolve to itself");
     CKovra::RemoveThread(session, ::GetCurrentThreadId());  // and the session with it
     return expect.text;
 }
@@ -193,9 +183,8 @@ bool Storable(const Text& text) { return !text || text->size() <= kLongestProfil
 // A text that the profile service reads back as it was written.
 bool Plain(const Text& text)
 {
-    return text && Storable(text) && std::all_of(text->begin(), text->end(), [](char c) {
-               return c > 0x20 && c < 0x7F && !std::strchr("[]=;\"'", c);
-           });
+    auto plain = [](char c) { return c > 0x20 && c < 0x7F && !std::strchr("[]=;\"'", c); };
+    return text && Storable(text) && std::all_of(text->begin(), text->end(), plain);
 }
 
 std::string CheckProfile(const ProfileInput& input)
@@ -204,8 +193,7 @@ std::string CheckProfile(const ProfileInput& input)
     WriteFileBytes(path, kProfile);
     CKovra profile("T_BASE", "RANDOM_PROFILE\\P.INI", KOVRA_RESOLVE_ONLY);
     const auto& [operation, sectionRow, keyRow, valueRow, defaultRow, bits, size] = input;
-    const Text section = Expand(sectionRow), key = Expand(keyRow), value = Expand(valueRow);
-    const Text defaultText = Expand(defaultRow);
+    const Text section = Expand(sectionRow), key = Expand(keyRow), value = Expand(valueRow), dflt = Expand(defaultRow);
     const char *s = Pointer(section), *k = Pointer(key), *v = Pointer(value);
     double number;
     std::memcpy(&number, &bits, sizeof number);
@@ -255,12 +243,12 @@ std::string CheckProfile(const ProfileInput& input)
     // section read: the empty list's first NUL into a buffer of one byte).
     std::string buffer(size + 16, '\xCD');
     const int read = operation == "section" ? profile.GetProfileSectionA(s, &buffer[0], size)
-                                            : profile.GetProfile(s, k, Pointer(defaultText), &buffer[0], size);
+                                            : profile.GetProfile(s, k, Pointer(dflt), &buffer[0], size);
     expect(buffer.find_first_not_of('\xCD', size) == npos, "a read wrote behind the buffer");
     const bool readable = operation == "section"
                               ? s && Storable(section) && size >= 2
-                              : Storable(section) && Storable(key) && Storable(defaultText) && size >= 1;
-    const std::string due = operation == "section" ? "" : defaultText.value_or("").substr(0, std::max(size - 1, 0));
+                              : Storable(section) && Storable(key) && Storable(dflt) && size >= 1;
+    const std::string due = operation == "section" ? "" : dflt.value_or("").substr(0, std::max(size - 1, 0));
     const std::string put = size == 0 || (operation == "section" && size > 1) ? "" : due + '\0';
     expect(readable || (read == static_cast<int>(due.size()) && buffer.compare(0, put.size(), put) == 0 &&
                         buffer.find_first_not_of('\xCD', put.size()) == npos),

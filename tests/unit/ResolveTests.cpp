@@ -161,17 +161,16 @@ const std::string kProcess = std::to_string(::GetCurrentProcessId());
 // The session records "<session>:<reference count>", "|", the bindings "<session>/<thread id>".
 std::string Registry()
 {
-    std::string text;
+    std::ostringstream text;
     KovraSession_S record;
     for (int index = 0; KovraGetSession(index, &record); ++index)
-        text += std::to_string(reinterpret_cast<INT_PTR>(record.session)) + ":" +
-                std::to_string(record.referenceCount) + " ";
-    text += "|";
+        text << reinterpret_cast<INT_PTR>(record.session) << ":" << record.referenceCount << " ";
+    text << "|";
     void* session = nullptr;
     unsigned long thread = 0;
     for (int index = 0; KovraGetThreadBinding(index, &session, &thread); ++index)
-        text += " " + std::to_string(reinterpret_cast<INT_PTR>(session)) + "/" + std::to_string(thread);
-    return text;
+        text << " " << reinterpret_cast<INT_PTR>(session) << "/" << thread;
+    return text.str();
 }
 
 // The session record that the calling thread's names resolve with.
@@ -255,9 +254,8 @@ TEST(Identity, EveryThreadOfASessionSeesItsChangesAndOverlongValuesAreRefused)
     std::thread([&] {
         CKovra::StartThread(session, ::GetCurrentThreadId());
         const KovraSession_S seen = CallerSession();
-        EXPECT_EQ(session, seen.session);
-        EXPECT_EQ("USERS\\" + longest + " CLIENTS\\C1 C:\\APP\\", std::string(seen.user) + " " + seen.client + " " +
-                                                                  seen.modulePath);
+        EXPECT_EQ(Joined(session, "USERS\\" + longest, "CLIENTS\\C1 C:\\APP\\"),
+                  Joined(seen.session, seen.user, seen.client, seen.modulePath));
     }).join();
     EXPECT_STREQ("", CallerSession().user);  // the process session kept its own identity
 }

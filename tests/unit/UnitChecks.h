@@ -2,6 +2,7 @@
 // views of an object.
 #pragma once
 
+#include <sstream>
 #include <string>
 
 #include "FileChecks.h"
@@ -25,6 +26,16 @@ template <typename Answer>
 std::string AnswerAndCause(Answer answer, CKovra& file)
 {
     return std::to_string(answer) + " " + std::to_string(CauseOf(file));
+}
+
+// The values as texts joined by blanks, to compare what several getters give after one step at once.
+template <typename First, typename... Rest>
+std::string Joined(const First& first, const Rest&... rest)
+{
+    std::ostringstream text;
+    text << first;
+    ((text << ' ' << rest), ...);
+    return text.str();
 }
 
 // file, made to name a T_BASE name (with flags 1 a real path) without opening it.
