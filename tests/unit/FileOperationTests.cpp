@@ -63,10 +63,6 @@ TEST(RemoveRename, AMissingFileCountsAsRemovedRenameMakesTheDirectoriesWritesDat
     EXPECT_FALSE(PathExists(directory / "F.TXT"));
     for (const char* gone : {"RENAME\\F.TXT", "RENAME\\A?B.TXT", "RENAME\\NO\\F.TXT"})  // or no file's name
         EXPECT_EQ("1 0", AnswerAndCause(Naming(file, gone).Remove(), file)) << gone;  // nothing recorded
-    CKovra temporary(nullptr, nullptr, KOVRA_READWRITE);
-    const std::string temporaryPath = temporary.GetRealFileName();
-    EXPECT_EQ(1, temporary.Remove());
-    EXPECT_FALSE(PathExists(temporaryPath));
     NameFile(file, "RENAME\\RO.TXT", "r");
     ::SetFileAttributesA((directory / "RO.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
     EXPECT_EQ("0 5", AnswerAndCause(file.Remove(), file));

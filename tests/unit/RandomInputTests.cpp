@@ -32,12 +32,14 @@ Text Expand(std::string text)
 }
 
 const char* Pointer(const Text& text) { return text ? text->c_str() : nullptr; }
-uint64_t Bits(double value)
+template <typename To, typename From>
+To BitCast(From from)
 {
-    uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
+    To to;
+    std::memcpy(&to, &from, sizeof to);
+    return to;
 }
+uint64_t Bits(double value) { return BitCast<uint64_t>(value); }
 
 // Type, name, flags, and the user, client and module path to set first (null: not set).
 using NameInput = std::tuple<std::string, std::string, int, std::string, std::string, std::string>;
@@ -49,16 +51,15 @@ const std::vector<NameInput> kNameRows = {
     {"T_BASE", "N{260}", 0, kNull, kNull, kNull},  // refused for its length, an Open kept the earlier path
 };
 
+ProfileInput Double(double value) { return {"double", "S", "K", kNull, kNull, Bits(value), 64}; }  // written, read back
+
 const std::vector<ProfileInput> kProfileRows = {
     // Defaults of 32769 and 65536 characters: one ended the process inside the platform's profile service.
     {"double", "v\t\xFF=\xFF" "A", "", "\001v[", "N{32769}--AN{317}", Bits(DBL_MIN), 288},
     {"text", "S", "K", kNull, "N{65536}-=", 0xbf479abbe68efec9, 144},
     // Doubles: "%lf" while it has at most 127 characters (1e120), else a text that reads back as the same value
     // (1e121, DBL_MAX); 1e200 was once written in 207 characters, of which the reader took 127. -1e-300: -0.0.
-    {"double", "S", "K", kNull, kNull, Bits(1e120), 64}, {"double", "S", "K", kNull, kNull, Bits(1e121), 64},
-    {"double", "S", "K", kNull, kNull, Bits(2.5), 64}, {"double", "S", "K", kNull, kNull, Bits(1e200), 64},
-    {"double", "S", "K", kNull, kNull, Bits(DBL_MAX), 64}, {"double", "S", "K", kNull, kNull, Bits(-DBL_MAX), 64},
-    {"double", "S", "K", kNull, kNull, Bits(-1e-300), 64},
+    Double(1e120), Double(1e121), Double(2.5), Double(1e200), Double(DBL_MAX), Double(-DBL_MAX), Double(-1e-300),
     // 32766 characters are stored whole; values of 32767 and 65536 answered 1 and were stored as garbage or emptied
     // the key. Keys and sections of that length are refused for writing and reading too.
     {"text", "S", "K", "l{32766}", kNull, 0, 64}, {"text", "S", "K", "v{32767}", kNull, 0, 64},
@@ -195,8 +196,7 @@ std::string CheckProfile(const ProfileInput& input)
     const auto& [operation, sectionRow, keyRow, valueRow, defaultRow, bits, size] = input;
     const Text section = Expand(sectionRow), key = Expand(keyRow), value = Expand(valueRow), dflt = Expand(defaultRow);
     const char *s = Pointer(section), *k = Pointer(key), *v = Pointer(value);
-    double number;
-    std::memcpy(&number, &bits, sizeof number);
+    const double number = BitCast<double>(bits);
     const long low = static_cast<int32_t>(bits);
     const unsigned long high = static_cast<unsigned long>(bits >> 32);
     const bool isNumber = operation != "text" && operation != "section";
@@ -245,9 +245,8 @@ std::string CheckProfile(const ProfileInput& input)
     const int read = operation == "section" ? profile.GetProfileSectionA(s, &buffer[0], size)
                                             : profile.GetProfile(s, k, Pointer(dflt), &buffer[0], size);
     expect(buffer.find_first_not_of('\xCD', size) == npos, "a read wrote behind the buffer");
-    const bool readable = operation == "section"
-                              ? s && Storable(section) && size >= 2
-                              : Storable(section) && Storable(key) && Storable(dflt) && size >= 1;
+    const bool readable = operation == "section" ? s && Storable(section) && size >= 2
+                                                 : Storable(section) && Storable(key) && Storable(dflt) && size >= 1;
     const std::string due = operation == "section" ? "" : dflt.value_or("").substr(0, std::max(size - 1, 0));
     const std::string put = size == 0 || (operation == "section" && size > 1) ? "" : due + '\0';
     expect(readable || (read == static_cast<int>(due.size()) && buffer.compare(0, put.size(), put) == 0 &&
