@@ -129,6 +129,31 @@ std::string ReadLine(CKovra& file, unsigned int size)
            std::to_string(file.GetPosition());
 }
 
+// Steps: Lsize ReadString, Rcount Read, Soffset Seek from the current position, =offset Seek from the start,
+// Wtext Write, Tlength SetLength, P GetPosition. The results of each step but =, each ended by a line end; ReadString's
+// as ReadLine gives them, Read's with the bytes of the whole buffer.
+std::string RunSteps(CKovra& file, const std::string& steps)
+{
+    std::string results;
+    std::istringstream stream(steps);
+    for (std::string step; stream >> step;) {
+        const std::string argument = step.substr(1);
+        const long number = std::atol(argument.c_str());
+        std::string buffer(std::max(number, 0L), '#');
+        switch (step[0]) {
+        case 'L': results += ReadLine(file, number); break;
+        case 'R': results += std::to_string(file.Read(&buffer[0], number)) + "|" + buffer; break;
+        case 'S': results += std::to_string(file.Seek(number, 1)); break;
+        case '=': file = number; continue;
+        case 'W': results += std::to_string(file.Write(argument.c_str(), argument.size())); break;
+        case 'T': results += std::to_string(file.SetLength(number)); break;
+        case 'P': results += std::to_string(file.GetPosition()); break;
+        }
+        results += "\n";
+    }
+    return results;
+}
+
 TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
 {
     ScratchDirectory directory(kBase + "BT_READ");
@@ -140,10 +165,7 @@ TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
         bytes += line + (&line == &lines.back() ? "" : "\r\n");
     WriteFileBytes(directory / "F.TXT", bytes);
     CKovra file("T_BASE", "BT_READ\\F.TXT", KOVRA_READ | KOVRA_TEXT);
-    char buffer[6];
-    file.Seek(506, 0);
-    EXPECT_EQ(5u, file.Read(buffer, 6));
-    EXPECT_EQ(std::string("aa\nbb\0", 6), std::string(buffer, 6));
+    EXPECT_EQ(std::string("5|aa\nbb\0\n", 9), RunSteps(file, "=506 R6"));  // the dropped CR's place cleared
     file.Seek(0, 0);
     size_t consumed = 0;
     for (const std::string& line : lines) {
@@ -153,35 +175,11 @@ TEST(BlockTextIo, TextModeDropsCarriageReturnsAndReadStringCrossesBlockBorders)
                   ReadLine(file, 1000));
     }
     EXPECT_EQ("|0|0|2243", ReadLine(file, 1000));
-    file.Seek(1791, 0);  // the rest of the d line in pieces of the buffer's size
-    EXPECT_EQ(std::string(256, 'd') + "|256|1|2047", ReadLine(file, 256));
-    EXPECT_EQ(std::string(188, 'd') + "|188|1|2237", ReadLine(file, 256));
+    // The rest of the d line in pieces of the buffer's size.
+    EXPECT_EQ(std::string(256, 'd') + "|256|1|2047\n" + std::string(188, 'd') + "|188|1|2237\n",
+              RunSteps(file, "=1791 L256 L256"));
     ASSERT_EQ(1, file.Open("T_BASE", "BT_READ\\F.TXT", KOVRA_READ));  // without the text option
-    file.Seek(510, 0);
-    EXPECT_EQ(lines[1] + "\r\n|513|1|1023", ReadLine(file, 1000));
-}
-
-// Steps: Lsize ReadString, Rcount Read, Soffset Seek from the current position, =offset Seek from the start,
-// Wtext Write, Tlength SetLength, P GetPosition. The results of each step, one a line.
-std::string RunSteps(CKovra& file, const std::string& steps)
-{
-    std::string results;
-    std::istringstream stream(steps);
-    for (std::string step; stream >> step; results += "\n") {
-        const std::string argument = step.substr(1);
-        const long number = std::atol(argument.c_str());
-        char buffer[1001] = "";
-        switch (step[0]) {
-        case 'L': results += ReadLine(file, number); break;
-        case 'R': results += std::to_string(file.Read(buffer, number)) + "|" + buffer; break;
-        case 'S': results += std::to_string(file.Seek(number, 1)); break;
-        case '=': file = number; break;
-        case 'W': results += std::to_string(file.Write(argument.c_str(), argument.size())); break;
-        case 'T': results += std::to_string(file.SetLength(number)); break;
-        case 'P': results += std::to_string(file.GetPosition()); break;
-        }
-    }
-    return results;
+    EXPECT_EQ(lines[1] + "\r\n|513|1|1023\n", RunSteps(file, "=510 L1000"));
 }
 
 TEST(BlockTextIo, AnObjectThatDeniesWritingReadsAheadWhereNoStepCanTell)
