@@ -5,8 +5,7 @@
 #include <regex>
 #include <thread>
 
-#include "FileChecks.h"
-#include "kovra/diag.h"
+#include "TestSupport.h"
 
 using namespace kovratest;
 
@@ -103,7 +102,7 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
     CKovra::RemoveThread(session, 0x2b0);
     CKovra::SetUser("U\r\n01.01 00:00:00.000 -------- *U");  // one line, escaped
     // Another process, at its end, removes its loading thread's binding and its own session.
-    ChildProcess child(CommandLine("kovra_child.exe", "events 0"));
+    ChildProcess child(CommandLine("kovra_child.exe", ""));
     ASSERT_EQ(0, child.Wait());
     const std::string other = Hex(child.Id());
 

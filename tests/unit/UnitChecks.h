@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "FileChecks.h"
+#include "TestSupport.h"
 
 namespace kovratest {
 
