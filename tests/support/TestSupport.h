@@ -28,10 +28,7 @@ std::string ProgramPath(const std::string& program);                      // a p
 std::string CurrentUtcDate(const char* format);                           // strftime of the UTC date
 std::string Hex(unsigned long long value);                                // lower-case, no prefix
 
-inline bool PathExists(const std::string& path)
-{
-    return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
+inline bool PathExists(const std::string& path) { return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 inline void MakeDirectories(const std::string& directory)
 {
@@ -46,7 +43,8 @@ inline std::string UniqueName()  // for this test's files and events
            std::to_string(::InterlockedIncrement(&counter));
 }
 
-inline std::string CommandLine(const std::string& program, const std::string& arguments)  // of ProgramPath
+// The command line that starts ProgramPath(program) with its arguments.
+inline std::string CommandLine(const std::string& program, const std::string& arguments)
 {
     return "\"" + ProgramPath(program) + "\" " + arguments;
 }
@@ -99,10 +97,7 @@ private:
     std::string m_path;
 };
 
-struct EnvVar {
-    std::string name;
-    std::string value;  // empty: the variable is removed
-};
+struct EnvVar { std::string name, value; };  // an empty value removes the variable
 
 // A program started with its standard output and error going to a file that this process
 // reads: unlike a pipe's, its end doesn't wait for the processes that the program starts
@@ -115,7 +110,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    DWORD Id() const { return m_processId; }
+    DWORD Id() const { return m_info.dwProcessId; }
     // The next line that starts with prefix, dropping others; "" on timeout or end of output.
     std::string WaitForLine(const std::string& prefix, DWORD timeoutMs = 20000);
     int Wait(DWORD timeoutMs = 60000);  // the exit code, or -1 when it didn't end in time (it is then killed)
@@ -123,8 +118,7 @@ public:
 
 private:
     const std::string m_outputPath = ProgramPath(UniqueName() + ".out");
-    HANDLE m_process = nullptr;
-    DWORD m_processId = 0;
+    PROCESS_INFORMATION m_info = {};
     size_t m_consumed = 0;
 };
 
@@ -148,7 +142,7 @@ class BoxWatcher {
 public:
     explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
     ~BoxWatcher();
-    Lines Boxes();  // "caption|text" of each box seen, in order
+    Lines Boxes();  // "caption|text" of each box seen since the last call, in order
 
 private:
     void Watch();
