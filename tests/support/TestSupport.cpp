@@ -50,6 +50,7 @@ Lines Entries(const std::string& directory)
     return names;
 }
 
+// On LF, each line without its CR LF.
 Lines SplitLines(const std::string& text)
 {
     Lines lines;
@@ -150,7 +151,8 @@ std::string ChildProcess::WaitForLine(const std::string& prefix, DWORD timeoutMs
 int ChildProcess::Wait(DWORD timeoutMs)
 {
     DWORD code = 0;
-    if (::WaitForSingleObject(m_info.hProcess, timeoutMs) == WAIT_OBJECT_0 && ::GetExitCodeProcess(m_info.hProcess, &code))
+    if (::WaitForSingleObject(m_info.hProcess, timeoutMs) == WAIT_OBJECT_0 &&
+        ::GetExitCodeProcess(m_info.hProcess, &code))
         return static_cast<int>(code);
     ::TerminateProcess(m_info.hProcess, 99);
     return -1;
@@ -180,10 +182,8 @@ void BoxWatcher::Watch()
             ::GetDlgItemTextA(box, 0xFFFF, text, sizeof text);
             ::GetWindowTextA(box, caption, sizeof caption);
             std::lock_guard<std::mutex> lock(m_mutex);
-            if (std::find(m_seen.begin(), m_seen.end(), box) == m_seen.end()) {
-                m_seen.push_back(box);
+            if (m_seen.insert(box).second)
                 m_boxes.push_back(caption + ("|" + std::string(text)));
-            }
             ::PostMessageA(box, WM_COMMAND, IDOK, 0);
         }
         m_running = true;
@@ -211,12 +211,8 @@ ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& enviro
 {
     ChildProcess process(CommandLine(name, arguments), environment, workingDirectory);
     BoxWatcher watcher(process.Id());
-    ProgramRun run;
-    run.exitCode = process.Wait();
-    run.output = process.Output();
-    run.lines = SplitLines(run.output);
-    run.boxes = watcher.Boxes();
-    return run;
+    const int exitCode = process.Wait();
+    return {exitCode, process.Output(), SplitLines(process.Output()), watcher.Boxes()};
 }
 
 MonitorProgram::MonitorProgram()

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,12 +24,14 @@ std::string ReadFileBytes(const std::string& path);                      // "" w
 void WriteFileBytes(const std::string& path, const std::string& bytes);  // makes the directories
 void RemoveTree(const std::string& path);                                 // read-only files too
 Lines Entries(const std::string& directory);                              // the names in it, sorted
-Lines SplitLines(const std::string& text);                                // on LF, each line without CR LF
 std::string ProgramPath(const std::string& program);                      // a program beside this one
 std::string CurrentUtcDate(const char* format);                           // strftime of the UTC date
 std::string Hex(unsigned long long value);                                // lower-case, no prefix
 
-inline bool PathExists(const std::string& path) { return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+inline bool PathExists(const std::string& path)
+{
+    return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 
 inline void MakeDirectories(const std::string& directory)
 {
@@ -150,7 +153,7 @@ private:
     DWORD m_processId;
     std::atomic<bool> m_running{false}, m_stop{false};
     std::mutex m_mutex;
-    std::vector<HWND> m_seen;
+    std::set<HWND> m_seen;
     Lines m_boxes;
     std::thread m_thread;
 };
