@@ -48,5 +48,4 @@ int main(int argc, char** argv)
         ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, argv[2]), 60000);
     }
     ::FreeLibrary(library);
-    return 0;
 }

@@ -125,6 +125,12 @@ TEST(Config, TheDefaultSettingsAndTheirValues)
     installation.WriteConfig({});
     ProgramRun empty = installation.Probe();
     EXPECT_TRUE(empty.boxes.empty());
+    // Without option bit 32 a failure read with its cause shows no box; a lookup without any session shows its own.
+    ProgramRun orphan = RunProgram("kovra_child.exe", installation.Environment(), "orphan");
+    EXPECT_EQ(Lines{"2 " + installation.Base() + "F.TXT 1"}, orphan.lines);
+    EXPECT_EQ((Lines{"Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
+                     "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
+              orphan.boxes);
     for (const ProgramRun& probe : {missing, unnamed, empty}) {
         EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1"}), probe.Values("TYPE"));
         EXPECT_EQ("0", probe.Value("OPTION"));

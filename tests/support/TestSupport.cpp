@@ -248,13 +248,4 @@ bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
     return true;
 }
 
-void MonitorProgram::Close()
-{
-    if (!std::exchange(m_open, false))
-        return;
-    if (HWND window = ::FindWindowA("#32770", "Debug-Monitor"))
-        ::PostMessageA(window, WM_CLOSE, 0, 0);
-    m_process.Wait(10000);
-}
-
 } // namespace kovratest

@@ -173,21 +173,19 @@ struct ProgramRun {
 ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& environment,
                       const std::string& arguments = "", const std::string& workingDirectory = "");
 
-// kovramon.exe in verbose mode, its lines read from its output.
+// kovramon.exe in verbose mode, its lines read from its output; ended with the object, its
+// window with it.
 class MonitorProgram {
 public:
     MonitorProgram();  // waits until it is ready
-    ~MonitorProgram() { Close(); }
     bool Ready() { return m_readyEvent.Wait(0); }
     std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
     std::vector<std::string> Texts();  // the text field of each line
     bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
-    void Close();  // WM_CLOSE to its window, then waits for it to end
 
 private:
     NamedEvent m_readyEvent;
     ChildProcess m_process;
-    bool m_open = true;
 };
 
 } // namespace kovratest
