@@ -3,8 +3,8 @@
 //   kovra_child open TYPE NAME OPTIONS EVENT    opens, prints "OPEN <result>", holds until EVENT
 //   kovra_child lock TYPE NAME POS COUNT EVENT  opens read/write, prints "LOCK <result>", holds
 //   kovra_child addtype NAME LOCATION           adds the type to the shared table
-//   kovra_child orphan                          a failure read with its cause, then a lookup and a
-//                                               setter without any session: "CAUSE REALNAME SETUSER"
+//   kovra_child orphan                          a failure read without and with its cause, then a lookup
+//                                               and a setter without any session: "ANSWER CAUSE REAL SETUSER"
 //   kovra_child                                 loads the library and ends
 //   kovra_child stall EVENT                     a "Debug-Monitor" window that doesn't answer, "STALLING",
 //                                               until EVENT (or for longer than a test may take)
@@ -47,14 +47,16 @@ int main(int argc, char** argv)
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
     } else if (command == "orphan" && argc == 2) {
-        CKovra file("DFT", "MISSING.TXT", KOVRA_READ);
+        CKovra file("NOPE", "F.TXT", KOVRA_RESOLVE_ONLY);
+        const int answer = file.GetLastError();
+        file.Open("DFT", "MISSING.TXT", KOVRA_READ);
         int cause = 0;
         file.GetLastError(&cause);
         void* own = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
         CKovra::RemoveThread(own, ::GetCurrentThreadId());
         CKovra::RemoveSession(own);
         const std::string real = file.GetRealFileName("DFT", "F.TXT");
-        std::printf("%d %s %d\n", cause, real.c_str(), CKovra::SetUser("U1"));
+        std::printf("%d %d %s %d\n", answer, cause, real.c_str(), CKovra::SetUser("U1"));
     } else if (argc > 1) {
         return 2;  // an unknown command or the wrong number of arguments
     }

@@ -125,18 +125,24 @@ TEST(Config, TheDefaultSettingsAndTheirValues)
     installation.WriteConfig({});
     ProgramRun empty = installation.Probe();
     EXPECT_TRUE(empty.boxes.empty());
-    // Without option bit 32 a failure read with its cause shows no box; a lookup without any session shows its own.
-    ProgramRun orphan = RunProgram("kovra_child.exe", installation.Environment(), "orphan");
-    EXPECT_EQ(Lines{"2 " + installation.Base() + "F.TXT 1"}, orphan.lines);
-    EXPECT_EQ((Lines{"Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
-                     "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
-              orphan.boxes);
     for (const ProgramRun& probe : {missing, unnamed, empty}) {
         EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1"}), probe.Values("TYPE"));
         EXPECT_EQ("0", probe.Value("OPTION"));
         EXPECT_EQ("1", probe.Value("REPEAT"));
         EXPECT_EQ(installation.Base(), probe.Value("DATA"));
     }
+    // With option bit 32 clear a failure read without its cause shows its box, one read with its cause none, and
+    // a lookup without any session shows its own; bit 32 holds back every box.
+    ProgramRun shown = RunProgram("kovra_child.exe", installation.Environment(), "orphan");
+    installation.WriteConfig({"[DefaultSettings]", "Option=32"});
+    ProgramRun held = RunProgram("kovra_child.exe", installation.Environment(), "orphan");
+    EXPECT_EQ((Lines{"Kovra|Kovra : KOVRA_ERROR(Type(NOPE), FileName(F.TXT), RealFileName(), Error(-1))",
+                     "Kovra|CKovra::GetInfo ThreadInfo not found !!!", "Kovra|CKovra::GetInfo ThreadInfo not found !!!",
+                     "Kovra|CKovra::SetInfo ThreadInfo not found !!!"}),
+              shown.boxes);
+    EXPECT_TRUE(held.boxes.empty());
+    for (const ProgramRun& run : {shown, held})
+        EXPECT_EQ(Lines{"1 2 " + installation.Base() + "F.TXT 1"}, run.lines);
     // Numbers are decimal: 0x10 reads as 0.
     installation.WriteConfig({"[DefaultSettings]", "Option=0x10"});
     EXPECT_EQ("0", installation.Probe().Value("OPTION"));
