@@ -16,34 +16,25 @@
 
 #include "kovra/kovra.h"
 
-namespace {
-
-void WaitForEvent(const char* name, DWORD timeoutMs = 60000)
-{
-    if (HANDLE event = ::OpenEventA(SYNCHRONIZE, FALSE, name)) {
-        ::WaitForSingleObject(event, timeoutMs);
-        ::CloseHandle(event);
-    }
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
+    auto waitFor = [](const char* event, DWORD timeoutMs = 60000) {  // the event that the test sets
+        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), timeoutMs);
+    };
     if (command == "stall" && argc == 3) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
         std::printf("STALLING\n");
-        WaitForEvent(argv[2], 300000);  // without looking at its messages
+        waitFor(argv[2], 300000);  // not looking at its messages
     } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
-        WaitForEvent(argv[5]);
+        waitFor(argv[5]);
     } else if (command == "lock" && argc == 7) {
         CKovra file(argv[2], argv[3], KOVRA_READWRITE);
         std::printf("LOCK %d\n", file.Lock(std::atol(argv[4]), std::atoi(argv[5])));
-        WaitForEvent(argv[6]);
+        waitFor(argv[6]);
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
     } else if (command == "orphan" && argc == 2) {

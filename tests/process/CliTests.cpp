@@ -119,8 +119,6 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
     }
     EXPECT_FALSE(PathExists(base + "GONE"));
     EXPECT_EQ("one\r\ntwo\r\none\r\ntwo\r\n", ReadFileBytes(workstation + "COPY.TXT"));
-    EXPECT_FALSE(PathExists(base + "ORDERS.DAT"));
-    EXPECT_EQ("[Window]\r\nWidth=640\r\nTitle=Orders\r\n", ReadFileBytes(profile));
 }
 
 } // namespace
