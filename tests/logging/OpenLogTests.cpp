@@ -66,8 +66,7 @@ TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
                      Call(file, ":Open", "DFT, 1, -1, " + escaped), Call(file, "Open", "DFT, 1, -1, " + escaped),
                      Exception(3, "All or part of the path " + escaped + " is invalid."),
                      Call(file, ":Close", "DFT, 1, -1, " + escaped), Call(file, "Remove", "DFT, 0, ..., " + folder),
-                     Exception(5, "Access to " + folder + " was denied.")}),
-              ObjectLines(file));
+                     Exception(5, "Access to " + folder + " was denied.")}), ObjectLines(file));
 }
 
 TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
@@ -108,8 +107,7 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
                      "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)",
                      found, "*SetUser (U\\r\\n01.01 00:00:00.000 -------- *U," + process + ",2," + kBase + ")",
                      "*RemoveThread (" + other + ",T)", "*RemoveSession (" + other + ",1," + kBase + ")",
-                     "*RemoveSession (" + other + ",0," + kBase + ")"}),
-              texts);
+                     "*RemoveSession (" + other + ",0," + kBase + ")"}), texts);
 }
 
 TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoesntAnswer)

@@ -28,9 +28,8 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
                                                  "[NOEQ]", "Location", "Location=NOWHERE"}));
     WriteFileBytes(base + "IN.TXT", "one\r\ntwo\r\n");
     MakeDirectories(empty);
-    const std::string defaultConfig = "C:\\KOVRA\\DAT\\CKOVRA.INI", missingPath = "All or part of the path ";
-    const std::string noDefault = PathExists("C:\\KOVRA\\DAT") ? defaultConfig + " was not found."
-                                                               : missingPath + defaultConfig + " is invalid.";
+    const std::string noDefault = PathExists("C:\\KOVRA\\DAT") ? "C:\\KOVRA\\DAT\\CKOVRA.INI was not found."
+                                  : "All or part of the path C:\\KOVRA\\DAT\\CKOVRA.INI is invalid.";
     const std::vector<EnvVar> inSite = site.Environment();
     const std::vector<EnvVar> refused = site.Environment({{"KARVELO-CKOVRAHOME", site.Root() + "REFUSED"}});
     const std::vector<EnvVar> nowhere = {{"TARNEL31_WKSTA", ""}, {"TARNEL31_WKSTATMP", ""}, {"KARVELO-CKOVRAHOME", ""}};
@@ -75,8 +74,7 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
           wrong + ":11: section [arc] repeats [ARC] of line 9: both read the same keys",
           wrong + ":11: unknown location word 'ARCHIVE' for [arc]",
           wrong + ":13: 'Location' without '=' in [NOEQ]: the key reads as missing, and the Location lines after it "
-                  "are not read",
-          wrong + ": 9 problems"}},
+                  "are not read", wrong + ": 9 problems"}},
         {nowhere, "resolve DFT", 2, {"kovra resolve: too few arguments"}, true},
         {nowhere, "resolve DFT A.TXT", 1, {"kovra: no configuration: " + noDefault}, true},
         {emptyHome, "types", 1, {"kovra: no configuration: " + empty + "\\CKOVRA.INI was not found."}, true},

@@ -215,12 +215,6 @@ ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& enviro
     return {exitCode, process.Output(), SplitLines(process.Output()), watcher.Boxes()};
 }
 
-MonitorProgram::MonitorProgram()
-    : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
-{
-    m_readyEvent.Wait(20000);
-}
-
 std::vector<std::string> MonitorProgram::Lines()
 {
     std::vector<std::string> lines;

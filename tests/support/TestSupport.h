@@ -177,7 +177,10 @@ ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& enviro
 // window with it.
 class MonitorProgram {
 public:
-    MonitorProgram();  // waits until it is ready
+    MonitorProgram() : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
+    {
+        m_readyEvent.Wait(20000);  // until its window is there
+    }
     bool Ready() { return m_readyEvent.Wait(0); }
     std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
     std::vector<std::string> Texts();  // the text field of each line

@@ -7,7 +7,8 @@
 
 int main()
 {
-    CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT).WriteString("hello from a consumer\n");
+    CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT)
+        .WriteString("hello from a consumer\n");
     CKovra file("REPORTS", "HELLO.TXT", KOVRA_READ | KOVRA_TEXT);  // the CR before the LF dropped
     char text[64] = "";
     file.Read(text, sizeof text - 1);
@@ -16,5 +17,4 @@ int main()
     for (int index = 0; KovraGetFileType(index, &type); ++index)
         std::printf(" %s:%s", type.name, KovraLocationWord(static_cast<int>(type.location)));
     std::printf("\n");
-    return 0;
 }
