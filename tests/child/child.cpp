@@ -3,67 +3,52 @@
 //   kovra_child open TYPE NAME OPTIONS EVENT    opens, prints "OPEN <result>", holds until EVENT
 //   kovra_child lock TYPE NAME POS COUNT EVENT  opens read/write, prints "LOCK <result>", holds
 //   kovra_child addtype NAME LOCATION           adds the type to the shared table
-//   kovra_child events N                        N StartSession/RemoveSession pairs (event lines)
-//   kovra_child trace EVENT                     two traces, "SENT 1 tid=T module=M", waits for EVENT,
-//                                               "SENT 2"
+//   kovra_child orphan                          a failure read without and with its cause, then a lookup
+//                                               and a setter without any session: "ANSWER CAUSE REAL SETUSER"
+//   kovra_child                                 loads the library and ends
 //   kovra_child stall EVENT                     a "Debug-Monitor" window that doesn't answer, "STALLING",
 //                                               until EVENT (or for longer than a test may take)
 #include <windows.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "kovra/kovra.h"
 
-namespace {
-
-void WaitForEvent(const char* name, DWORD timeoutMs = 60000)
-{
-    if (HANDLE event = ::OpenEventA(SYNCHRONIZE, FALSE, name)) {
-        ::WaitForSingleObject(event, timeoutMs);
-        ::CloseHandle(event);
-    }
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
+    auto waitFor = [](const char* event, DWORD timeoutMs = 60000) {  // the event that the test sets
+        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), timeoutMs);
+    };
     if (command == "stall" && argc == 3) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
         std::printf("STALLING\n");
-        WaitForEvent(argv[2], 300000);  // without looking at its messages
+        waitFor(argv[2], 300000);  // not looking at its messages
     } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
-        WaitForEvent(argv[5]);
+        waitFor(argv[5]);
     } else if (command == "lock" && argc == 7) {
         CKovra file(argv[2], argv[3], KOVRA_READWRITE);
         std::printf("LOCK %d\n", file.Lock(std::atol(argv[4]), std::atoi(argv[5])));
-        WaitForEvent(argv[6]);
+        waitFor(argv[6]);
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
-    } else if (command == "events" && argc == 3) {
-        const INT_PTR base = static_cast<INT_PTR>(::GetCurrentProcessId()) * 1000;
-        for (int index = 0; index < std::atoi(argv[2]); ++index) {
-            CKovra::StartSession(reinterpret_cast<void*>(base + index));
-            CKovra::RemoveSession(reinterpret_cast<void*>(base + index));
-        }
-    } else if (command == "trace" && argc == 3) {
-        CKovra::SetDebugLevel(1);
-        CKovra::StartSession(reinterpret_cast<void*>(1234));
-        // What the trace record's header should carry: this thread and the executable's handle.
-        std::printf("SENT 1 tid=%lu module=%llx\n", ::GetCurrentThreadId(),
-                    static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(::GetModuleHandleA(nullptr))));
-        WaitForEvent(argv[2]);
-        CKovra::RemoveSession(reinterpret_cast<void*>(1234));
-        std::printf("SENT 2\n");
-    } else {
+    } else if (command == "orphan" && argc == 2) {
+        CKovra file("NOPE", "F.TXT", KOVRA_RESOLVE_ONLY);
+        const int answer = file.GetLastError();
+        file.Open("DFT", "MISSING.TXT", KOVRA_READ);
+        int cause = 0;
+        file.GetLastError(&cause);
+        void* own = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
+        CKovra::RemoveThread(own, ::GetCurrentThreadId());
+        CKovra::RemoveSession(own);
+        const std::string real = file.GetRealFileName("DFT", "F.TXT");
+        std::printf("%d %d %s %d\n", answer, cause, real.c_str(), CKovra::SetUser("U1"));
+    } else if (argc > 1) {
         return 2;  // an unknown command or the wrong number of arguments
     }
-    return 0;
 }

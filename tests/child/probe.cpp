@@ -1,13 +1,13 @@
 // kovra_probe: loads kovra.dll at run time and prints what the library derived, so that
-// tests can look at start-up from outside: the process counter, paths, settings, the
-// shared file-type table and the registry. Message boxes shown while loading block the
+// tests can look at start-up from outside: the process counter, paths, settings and the
+// shared file-type table. Message boxes shown while loading block the
 // load until someone dismisses them: the test that starts the probe watches for them.
 //
 //   kovra_probe [--hold EVENT] [//CKOVRADIR:...]
 //
-// Output lines: "COUNT n", "BASE p", "DATA p", "WKSTA p", "REPEAT n", "OPTION n", "MAPPED n",
-// "CWD p", "TYPE name location encryption" for every type, "SESSION count modulepath|user|client";
-// with --hold "READY" and a wait for EVENT. Exit code 3 when the library didn't load.
+// Output lines: "COUNT n", "BASE p", "DATA p", "WKSTA p", "OPTION n", "MAPPED n", "CWD p",
+// and "TYPE name location encryption" for every type; with --hold "READY" and a wait for EVENT.
+// Exit code 3 when the library didn't load.
 //
 // Copied to PRG\HANDLE.EXE it loads nothing and is a handle tool that never ends: its
 // heading, one line "<its pid> <NAME>" with a lone CR and a BEL in it, then a minute's sleep.
@@ -34,19 +34,14 @@ int main(int argc, char** argv)
     KovraSettings_S settings = {};
     Entry<decltype(&KovraGetSettings)>(library, "KovraGetSettings")(&settings);
     ::GetCurrentDirectoryA(sizeof path, path);
-    std::printf("COUNT %d\nBASE %s\nDATA %s\nWKSTA %s\nREPEAT %d\nOPTION %d\nMAPPED %d\nCWD %s\n",
+    std::printf("COUNT %d\nBASE %s\nDATA %s\nWKSTA %s\nOPTION %d\nMAPPED %d\nCWD %s\n",
                 static_cast<int>(settings.processCount), settings.basePath, settings.dataPath, settings.wkstaPath,
-                settings.sharingViolationRepeat, settings.option, settings.sharedTableMapped, path);
+                settings.option, settings.sharedTableMapped, path);
     for (const std::string& type : FileTypes(library))
         std::printf("TYPE %s\n", type.c_str());
-    KovraSession_S session;
-    for (int index = 0; Entry<decltype(&KovraGetSession)>(library, "KovraGetSession")(index, &session); ++index)
-        std::printf("SESSION %d %s|%s|%s\n", static_cast<int>(session.referenceCount), session.modulePath, session.user,
-                    session.client);
     if (argc > 2 && std::strcmp(argv[1], "--hold") == 0) {
         std::printf("READY\n");
         ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, argv[2]), 60000);
     }
     ::FreeLibrary(library);
-    return 0;
 }

@@ -2,11 +2,11 @@
 // (bit 16), the monitor's traces, and retries on a held file with its holders (bit 8).
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <regex>
 #include <thread>
 
-#include "FileChecks.h"
-#include "kovra/diag.h"
+#include "TestSupport.h"
 
 using namespace kovratest;
 
@@ -25,14 +25,15 @@ std::string Exception(int cause, const std::string& message)
     return kIndent + "Exception(Cause(" + std::to_string(cause) + "), Msg(" + message + "))";
 }
 
-// A failed attempt on a held file: its call, the sharing violation and the holders as the
-// tool (handle.exe unless `answer` says otherwise) names them (the tool's CR LF copied as
-// read, and the log's text mode adds a CR of its own).
-Lines HeldAttempt(const std::string& call, const std::string& path, std::string answer = "")
+// count failed attempts on a held file: each its call, the sharing violation and the holders
+// as the tool answered (its CR LF copied as read, and the log's text mode adds a CR of its own).
+Lines HeldAttempts(size_t count, const std::string& call, const std::string& path, const std::string& answer)
 {
-    if (answer.empty())
-        answer = "holders of " + path + " can't be told on this system: the file is open in another process";
-    return {call, Exception(11, "A sharing violation occurred while accessing " + path + "."), kIndent + answer + "\r"};
+    Lines lines;
+    for (size_t attempt = 0; attempt < count; ++attempt)
+        lines.insert(lines.end(), {call, Exception(11, "A sharing violation occurred while accessing " + path + "."),
+                                   kIndent + answer + "\r"});
+    return lines;
 }
 
 // The records about file, the handle of an open platform file shown as H.
@@ -50,7 +51,6 @@ TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
     ::DeleteFileA(kLog.c_str());
     const std::string missing = directory / "MISSING.TXT", created = directory / "NEW.TXT";
     const std::string escaped = directory / "A\\r\\n01.01 B\\x7F", folder = kBase + "LOG_CALLS";
-    BoxWatcher watcher;
     CKovra file;
     EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\MISSING.TXT", KOVRA_READ));
     EXPECT_EQ(1, file.Open(nullptr, "LOG_CALLS\\NEW.TXT", KOVRA_READWRITE));
@@ -66,16 +66,7 @@ TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
                      Call(file, ":Open", "DFT, 1, -1, " + escaped), Call(file, "Open", "DFT, 1, -1, " + escaped),
                      Exception(3, "All or part of the path " + escaped + " is invalid."),
                      Call(file, ":Close", "DFT, 1, -1, " + escaped), Call(file, "Remove", "DFT, 0, ..., " + folder),
-                     Exception(5, "Access to " + folder + " was denied.")}),
-              ObjectLines(file));
-    // The failure stayed pending, and a lookup without any session finds none: option bit 32
-    // holds back the boxes of both.
-    EXPECT_EQ(1, file.GetLastError());
-    void* own = reinterpret_cast<void*>(static_cast<INT_PTR>(::GetCurrentProcessId()));
-    CKovra::RemoveThread(own, ::GetCurrentThreadId());
-    CKovra::RemoveSession(own);
-    EXPECT_STREQ(KOVRA_TEST_DRIVE ":\\APP\\F.TXT", file.GetRealFileName("T_BASE", "F.TXT"));
-    EXPECT_TRUE(watcher.Boxes().empty());
+                     Exception(5, "Access to " + folder + " was denied.")}), ObjectLines(file));
 }
 
 TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
@@ -86,12 +77,11 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
     const std::string found = "*GetInfo =1 : Session(" + process + "), ThreadID(" + Hex(::GetCurrentThreadId()) +
                               "), ModulePath(" + kBase + "), User()";
     // The loading thread is bound to the process's session; another thread falls back to it.
-    KovraSession_S record;
-    KovraGetThreadSession(&record);
+    KovraGetThreadSession(nullptr);
     std::string worker;
     std::thread([&] {
         worker = Hex(::GetCurrentThreadId());
-        KovraGetThreadSession(&record);
+        KovraGetThreadSession(nullptr);
     }).join();
     void* session = reinterpret_cast<void*>(0x64);
     CKovra::StartSession(session);
@@ -103,7 +93,7 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
     CKovra::RemoveThread(session, 0x2b0);
     CKovra::SetUser("U\r\n01.01 00:00:00.000 -------- *U");  // one line, escaped
     // Another process, at its end, removes its loading thread's binding and its own session.
-    ChildProcess child(CommandLine("kovra_child.exe", "events 0"));
+    ChildProcess child(CommandLine("kovra_child.exe", ""));
     ASSERT_EQ(0, child.Wait());
     const std::string other = Hex(child.Id());
 
@@ -117,8 +107,7 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
                      "*RemoveThread (64,2b0)", "*RemoveSession (64,0," + kBase + ")", "*RemoveThread FAILED (64,2b0)",
                      found, "*SetUser (U\\r\\n01.01 00:00:00.000 -------- *U," + process + ",2," + kBase + ")",
                      "*RemoveThread (" + other + ",T)", "*RemoveSession (" + other + ",1," + kBase + ")",
-                     "*RemoveSession (" + other + ",0," + kBase + ")"}),
-              texts);
+                     "*RemoveSession (" + other + ",0," + kBase + ")"}), texts);
 }
 
 TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoesntAnswer)
@@ -133,8 +122,7 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoe
     unstall.Set();
     EXPECT_EQ(0, stalled.Wait());
 
-    auto monitor = std::make_unique<MonitorProgram>();
-    ASSERT_TRUE(monitor->Ready());
+    std::optional<MonitorProgram> monitor(std::in_place);
     CKovra::StartSession(reinterpret_cast<void*>(1234));
     CKovra::SetDebugLevel(2);  // the directory of Open's temporary file, before the lines of the Open itself
     CKovra temporary;
@@ -155,10 +143,7 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoe
                      trace("Kovra : Open : TempPath(" KOVRA_TEST_DRIVE ":\\APP\\DAT\\WS1\\TMP\\)")}),
               Lines(lines.begin(), lines.begin() + 3));
 
-    // A new monitor window replaces the one found before.
-    monitor->Close();
-    monitor = std::make_unique<MonitorProgram>();
-    ASSERT_TRUE(monitor->Ready());
+    monitor.emplace();  // a new monitor window replaces the one found before
     CKovra::SetDebugLevel(1);
     CKovra::RemoveSession(reinterpret_cast<void*>(1234));
     ASSERT_TRUE(monitor->WaitForLines(1));
@@ -176,24 +161,21 @@ TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
 
     // A process whose configuration sets SharingViolationRepeat=0 tries once.
     WriteFileBytes(config / "CKOVRA.INI", "[DefaultSettings]\r\nOption=46\r\nSharingViolationRepeat=0\r\n");
-    ChildProcess remover(CommandLine("kovra.exe", "rm DFT " + held), {{"KARVELO-CKOVRAHOME", config / "."}});
-    EXPECT_EQ(1, remover.Wait());
+    EXPECT_EQ(1, RunProgram("kovra.exe", {{"KARVELO-CKOVRAHOME", config / "."}}, "rm DFT " + held).exitCode);
     EXPECT_EQ(3u, LogRecords(kLog, R"([0-9a-f]+ Remove \()").size());  // the call, its exception and the holders
 
     MonitorProgram monitor;
-    ASSERT_TRUE(monitor.Ready());
     CKovra::SetDebugLevel(1);
     CKovra file(nullptr, held.c_str());
     char newName[] = "HELD\\NEW.TXT";
     EXPECT_EQ(0, file.Rename("DFT", newName));
-    Lines expected, traces;  // the trace of each failed attempt counts the retries before it
-    for (size_t attempt = 0; attempt < kAttempts; ++attempt) {
-        const Lines lines = HeldAttempt(Call(file, "Rename", "DFT, 0, ..., " + held), held);
-        expected.insert(expected.end(), lines.begin(), lines.end());
+    EXPECT_EQ(HeldAttempts(kAttempts, Call(file, "Rename", "DFT, 0, ..., " + held), held,
+                           "holders of " + held + " can't be told on this system: the file is open in another process"),
+              ObjectLines(file));
+    Lines traces;  // the trace of each failed attempt counts the retries before it
+    for (size_t attempt = 0; attempt < kAttempts; ++attempt)
         traces.push_back("Kovra : Exception : Datei(" + held + ") Cause/Count(11," + std::to_string(attempt) +
                          ") Msg(A sharing violation occurred while accessing " + held + ".)");
-    }
-    EXPECT_EQ(expected, ObjectLines(file));
     ASSERT_TRUE(monitor.WaitForLines(traces.size()));
     EXPECT_EQ(traces, monitor.Texts());
 
@@ -239,10 +221,7 @@ TEST(HeldFile, TheHandleToolRunsByItsQuotedPathForABoundedTime)
             line = kIndent + tool[2].str() + "\r";
         }
     }
-    const Lines attempt = HeldAttempt("Open (T, DFT, 1, -1, " + held + ")", held, "HELD\\F G.TXT\\r\\x07");
-    Lines expected = attempt;
-    expected.insert(expected.end(), attempt.begin(), attempt.end());
-    EXPECT_EQ(expected, records);
+    EXPECT_EQ(HeldAttempts(2, "Open (T, DFT, 1, -1, " + held + ")", held, "HELD\\F G.TXT\\r\\x07"), records);
 }
 
 } // namespace

@@ -50,6 +50,7 @@ Lines Entries(const std::string& directory)
     return names;
 }
 
+// On LF, each line without its CR LF.
 Lines SplitLines(const std::string& text)
 {
     Lines lines;
@@ -101,13 +102,12 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
                            const std::string& workingDirectory)
 {
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-    const DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = ::CreateFileA(m_outputPath.c_str(), GENERIC_WRITE, sharing, &inheritable, CREATE_ALWAYS, 0, 0);
-    startup.hStdError = startup.hStdOutput;
+    startup.hStdOutput = startup.hStdError = ::CreateFileA(m_outputPath.c_str(), GENERIC_WRITE,
+        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable, CREATE_ALWAYS, 0, nullptr);
     // The child inherits this process's environment, changed for as long as it takes to start it.
     std::vector<EnvVar> saved;
     for (const EnvVar& change : environment) {
@@ -115,14 +115,9 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
         saved.insert(saved.begin(), {change.name, value ? value : ""});
         _putenv((change.name + "=" + change.value).c_str());  // "NAME=" removes it
     }
-    PROCESS_INFORMATION process = {};
     std::string command = commandLine;
-    if (::CreateProcessA(nullptr, &command[0], nullptr, nullptr, TRUE, 0, nullptr,
-                         workingDirectory.empty() ? nullptr : workingDirectory.c_str(), &startup, &process)) {
-        ::CloseHandle(process.hThread);
-        m_process = process.hProcess;
-        m_processId = process.dwProcessId;
-    }
+    ::CreateProcessA(nullptr, &command[0], nullptr, nullptr, TRUE, 0, nullptr,
+                     workingDirectory.empty() ? nullptr : workingDirectory.c_str(), &startup, &m_info);
     for (const EnvVar& variable : saved)
         _putenv((variable.name + "=" + variable.value).c_str());
     ::CloseHandle(startup.hStdOutput);
@@ -130,16 +125,17 @@ ChildProcess::ChildProcess(const std::string& commandLine, const std::vector<Env
 
 ChildProcess::~ChildProcess()
 {
-    ::TerminateProcess(m_process, 99);  // when it is still running
-    ::WaitForSingleObject(m_process, 5000);
-    ::CloseHandle(m_process);
+    ::TerminateProcess(m_info.hProcess, 99);  // when it is still running
+    ::WaitForSingleObject(m_info.hProcess, 5000);
+    ::CloseHandle(m_info.hProcess);
+    ::CloseHandle(m_info.hThread);
     ::DeleteFileA(m_outputPath.c_str());
 }
 
 std::string ChildProcess::WaitForLine(const std::string& prefix, DWORD timeoutMs)
 {
     for (const DWORD start = ::GetTickCount();; ::Sleep(10)) {
-        const bool ended = ::WaitForSingleObject(m_process, 0) != WAIT_TIMEOUT;  // all it wrote is there then
+        const bool ended = ::WaitForSingleObject(m_info.hProcess, 0) != WAIT_TIMEOUT;  // all it wrote is there then
         const std::string output = Output();
         for (size_t end; (end = output.find('\n', m_consumed)) != std::string::npos;) {
             const std::string line = SplitLines(output.substr(m_consumed, end + 1 - m_consumed))[0];
@@ -155,9 +151,10 @@ std::string ChildProcess::WaitForLine(const std::string& prefix, DWORD timeoutMs
 int ChildProcess::Wait(DWORD timeoutMs)
 {
     DWORD code = 0;
-    if (::WaitForSingleObject(m_process, timeoutMs) == WAIT_OBJECT_0 && ::GetExitCodeProcess(m_process, &code))
+    if (::WaitForSingleObject(m_info.hProcess, timeoutMs) == WAIT_OBJECT_0 &&
+        ::GetExitCodeProcess(m_info.hProcess, &code))
         return static_cast<int>(code);
-    ::TerminateProcess(m_process, 99);
+    ::TerminateProcess(m_info.hProcess, 99);
     return -1;
 }
 
@@ -185,10 +182,8 @@ void BoxWatcher::Watch()
             ::GetDlgItemTextA(box, 0xFFFF, text, sizeof text);
             ::GetWindowTextA(box, caption, sizeof caption);
             std::lock_guard<std::mutex> lock(m_mutex);
-            if (std::find(m_seen.begin(), m_seen.end(), box) == m_seen.end()) {
-                m_seen.push_back(box);
+            if (m_seen.insert(box).second)
                 m_boxes.push_back(caption + ("|" + std::string(text)));
-            }
             ::PostMessageA(box, WM_COMMAND, IDOK, 0);
         }
         m_running = true;
@@ -199,7 +194,7 @@ void BoxWatcher::Watch()
 Lines BoxWatcher::Boxes()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_boxes;
+    return std::exchange(m_boxes, {});
 }
 
 Lines ProgramRun::Values(const std::string& key) const
@@ -216,18 +211,8 @@ ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& enviro
 {
     ChildProcess process(CommandLine(name, arguments), environment, workingDirectory);
     BoxWatcher watcher(process.Id());
-    ProgramRun run;
-    run.exitCode = process.Wait();
-    run.output = process.Output();
-    run.lines = SplitLines(run.output);
-    run.boxes = watcher.Boxes();
-    return run;
-}
-
-MonitorProgram::MonitorProgram()
-    : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
-{
-    m_readyEvent.Wait(20000);
+    const int exitCode = process.Wait();
+    return {exitCode, process.Output(), SplitLines(process.Output()), watcher.Boxes()};
 }
 
 std::vector<std::string> MonitorProgram::Lines()
@@ -243,9 +228,9 @@ std::vector<std::string> MonitorProgram::Lines()
 
 std::vector<std::string> MonitorProgram::Texts()
 {
-    std::vector<std::string> texts;
-    for (const std::string& line : Lines())
-        texts.push_back(line.substr(line.find(" text=") + 6));
+    std::vector<std::string> texts = Lines();
+    for (std::string& line : texts)
+        line.erase(0, line.find(" text=") + 6);
     return texts;
 }
 
@@ -255,15 +240,6 @@ bool MonitorProgram::WaitForLines(size_t count, DWORD timeoutMs)
         if (::GetTickCount() - start >= timeoutMs)
             return false;
     return true;
-}
-
-void MonitorProgram::Close()
-{
-    if (!std::exchange(m_open, false))
-        return;
-    if (HWND window = ::FindWindowA("#32770", "Debug-Monitor"))
-        ::PostMessageA(window, WM_CLOSE, 0, 0);
-    m_process.Wait(10000);
 }
 
 } // namespace kovratest

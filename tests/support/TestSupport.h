@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,7 +24,6 @@ std::string ReadFileBytes(const std::string& path);                      // "" w
 void WriteFileBytes(const std::string& path, const std::string& bytes);  // makes the directories
 void RemoveTree(const std::string& path);                                 // read-only files too
 Lines Entries(const std::string& directory);                              // the names in it, sorted
-Lines SplitLines(const std::string& text);                                // on LF, each line without CR LF
 std::string ProgramPath(const std::string& program);                      // a program beside this one
 std::string CurrentUtcDate(const char* format);                           // strftime of the UTC date
 std::string Hex(unsigned long long value);                                // lower-case, no prefix
@@ -46,7 +46,8 @@ inline std::string UniqueName()  // for this test's files and events
            std::to_string(::InterlockedIncrement(&counter));
 }
 
-inline std::string CommandLine(const std::string& program, const std::string& arguments)  // of ProgramPath
+// The command line that starts ProgramPath(program) with its arguments.
+inline std::string CommandLine(const std::string& program, const std::string& arguments)
 {
     return "\"" + ProgramPath(program) + "\" " + arguments;
 }
@@ -99,10 +100,7 @@ private:
     std::string m_path;
 };
 
-struct EnvVar {
-    std::string name;
-    std::string value;  // empty: the variable is removed
-};
+struct EnvVar { std::string name, value; };  // an empty value removes the variable
 
 // A program started with its standard output and error going to a file that this process
 // reads: unlike a pipe's, its end doesn't wait for the processes that the program starts
@@ -115,7 +113,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    DWORD Id() const { return m_processId; }
+    DWORD Id() const { return m_info.dwProcessId; }
     // The next line that starts with prefix, dropping others; "" on timeout or end of output.
     std::string WaitForLine(const std::string& prefix, DWORD timeoutMs = 20000);
     int Wait(DWORD timeoutMs = 60000);  // the exit code, or -1 when it didn't end in time (it is then killed)
@@ -123,8 +121,7 @@ public:
 
 private:
     const std::string m_outputPath = ProgramPath(UniqueName() + ".out");
-    HANDLE m_process = nullptr;
-    DWORD m_processId = 0;
+    PROCESS_INFORMATION m_info = {};
     size_t m_consumed = 0;
 };
 
@@ -148,7 +145,7 @@ class BoxWatcher {
 public:
     explicit BoxWatcher(DWORD processId = ::GetCurrentProcessId());
     ~BoxWatcher();
-    Lines Boxes();  // "caption|text" of each box seen, in order
+    Lines Boxes();  // "caption|text" of each box seen since the last call, in order
 
 private:
     void Watch();
@@ -156,7 +153,7 @@ private:
     DWORD m_processId;
     std::atomic<bool> m_running{false}, m_stop{false};
     std::mutex m_mutex;
-    std::vector<HWND> m_seen;
+    std::set<HWND> m_seen;
     Lines m_boxes;
     std::thread m_thread;
 };
@@ -176,21 +173,22 @@ struct ProgramRun {
 ProgramRun RunProgram(const std::string& name, const std::vector<EnvVar>& environment,
                       const std::string& arguments = "", const std::string& workingDirectory = "");
 
-// kovramon.exe in verbose mode, its lines read from its output.
+// kovramon.exe in verbose mode, its lines read from its output; ended with the object, its
+// window with it.
 class MonitorProgram {
 public:
-    MonitorProgram();  // waits until it is ready
-    ~MonitorProgram() { Close(); }
+    MonitorProgram() : m_process(CommandLine("kovramon.exe", "--verbose --ready-event " + m_readyEvent.Name()))
+    {
+        m_readyEvent.Wait(20000);  // until its window is there
+    }
     bool Ready() { return m_readyEvent.Wait(0); }
     std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
     std::vector<std::string> Texts();  // the text field of each line
     bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
-    void Close();  // WM_CLOSE to its window, then waits for it to end
 
 private:
     NamedEvent m_readyEvent;
     ChildProcess m_process;
-    bool m_open = true;
 };
 
 } // namespace kovratest

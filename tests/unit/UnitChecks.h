@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "FileChecks.h"
+#include "TestSupport.h"
 
 namespace kovratest {
 

@@ -9,16 +9,12 @@ int main()
 {
     CKovra("REPORTS", "HELLO.TXT", KOVRA_READWRITE | KOVRA_TRUNCATE | KOVRA_TEXT)
         .WriteString("hello from a consumer\n");
-    CKovra file("REPORTS", "HELLO.TXT", KOVRA_READ);
-    char bytes[64] = "";
-    const unsigned int count = file.Read(bytes, sizeof bytes - 1);
-    std::printf("real %s\nbytes %u:", file.GetRealFileName(), count);
-    for (unsigned int index = 0; index < count; ++index)
-        std::printf(" %02x", static_cast<unsigned char>(bytes[index]));
-    std::printf("\ntypes");
+    CKovra file("REPORTS", "HELLO.TXT", KOVRA_READ | KOVRA_TEXT);  // the CR before the LF dropped
+    char text[64] = "";
+    file.Read(text, sizeof text - 1);
+    std::printf("real %s\nlength %lu\ntext %stypes", file.GetRealFileName(), file.GetLength(), text);
     FileType_S type;
     for (int index = 0; KovraGetFileType(index, &type); ++index)
         std::printf(" %s:%s", type.name, KovraLocationWord(static_cast<int>(type.location)));
     std::printf("\n");
-    return 0;
 }
