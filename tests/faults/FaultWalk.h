@@ -12,9 +12,12 @@
 #include <winternl.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <set>
 #include <tuple>
 
@@ -40,12 +43,12 @@ inline const FaultCode kFaults[] = {
 // An import of kovra.dll, its stand-in, the real function (taken from the slot that the
 // stand-in replaces), how the stand-in fails and how often the armed run called it. A failing
 // stand-in answers 0 (FALSE, null) unless marked -1 (INVALID_HANDLE_VALUE, EOF, ...); a close
-// that fails has closed all the same. The heap functions are counted, never failed.
-enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2, kHeap = 4 };
+// that fails has closed all the same.
+enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
 struct Hook { const char* name; void* standIn; void** real; unsigned failing; int calls = 0; };
 
-// A call that the armed run fails: the ordinal-th of function.
-struct Failure { std::string function; int ordinal; Fault fault; };
+// A call that the armed run fails: the ordinal-th of function; met once it was made.
+struct Failure { std::string function; int ordinal = 0; Fault fault = kAccessDenied; bool met = false; };
 inline std::vector<Failure> g_failures;
 inline DWORD g_armedThread = 0;
 
@@ -63,42 +66,34 @@ Result Intercept(Hook& hook, Function real, Arguments... arguments)
         return real(arguments...);
     if (hook.failing & kClosesAnyway)
         real(arguments...);
-    if (hook.name[0] == '_' || hook.name[0] >= 'a') {  // a C run-time function, named in small letters
-        errno = kFaults[failure->fault].crtErrno;
-        _doserrno = kFaults[failure->fault].osError;
-    }
+    failure->met = true;
+    // Told the way either kind of function tells it: GetLastError, errno and _doserrno.
     ::SetLastError(kFaults[failure->fault].osError);
-    const INT_PTR answer = hook.failing & kMinusOne ? -1 : 0;
-    if constexpr (std::is_pointer_v<Result>)
-        return reinterpret_cast<Result>(answer);
-    else
-        return static_cast<Result>(answer);
+    _doserrno = kFaults[failure->fault].osError;
+    errno = kFaults[failure->fault].crtErrno;
+    return Result(INT_PTR(hook.failing & kMinusOne ? -1 : 0));  // as the function's type: null, FALSE, EOF, ...
 }
 
-// The stand-in of one imported function of type Function; Id tells the functions of one type
-// apart. Each calling convention needs a definition of its own.
+// The stand-in of one imported function of type Function, and its hook; Id tells the functions
+// of one type apart. Each calling convention needs a definition of its own.
 template <int Id, typename Function>
 struct StandIn;
 #define KOVRA_FAULTS_STAND_IN(CONVENTION)                                                                        \
     template <int Id, typename Result, typename... Arguments>                                                    \
     struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                                      \
         static inline Result(CONVENTION* real)(Arguments...) = nullptr;                                         \
-        static inline Hook hook{};                                                                               \
         static Result CONVENTION Call(Arguments... arguments) { return Intercept<Result>(hook, real, arguments...); } \
+        static inline Hook hook{"", reinterpret_cast<void*>(&Call), reinterpret_cast<void**>(&real), kZero};    \
+        static Hook* Named(const char* name, unsigned failing = kZero)                                           \
+        {                                                                                                        \
+            return &(hook = {name, hook.standIn, hook.real, failing});                                           \
+        }                                                                                                        \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
-
-template <int Id, typename Function>
-Hook* Redirect(const char* name, unsigned failing = kZero)
-{
-    using Stand = StandIn<Id, Function>;
-    Stand::hook = {name, reinterpret_cast<void*>(&Stand::Call), reinterpret_cast<void**>(&Stand::real), failing, 0};
-    return &Stand::hook;
-}
-#define HOOK(function, ...) Redirect<__COUNTER__, decltype(&::function)>(#function, ##__VA_ARGS__)
+#define HOOK(function, ...) StandIn<__COUNTER__, decltype(&::function)>::Named(#function, ##__VA_ARGS__)
 
 // The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks that it frees
 // without having allocated them (objects a caller made with new, freed by its deleting
@@ -106,40 +101,31 @@ Hook* Redirect(const char* name, unsigned failing = kZero)
 inline std::mutex g_heapLock;
 inline std::map<void*, size_t> g_liveBlocks;
 
-// Notes a block that kovra.dll gave back (or null) and one that it got (or null); answers the latter.
-inline void* Tracked(void* givenBack, void* got)
+// Notes a block that kovra.dll got (null: none) or gives back; answers it.
+inline void* Noted(void* block, bool got)
 {
     std::lock_guard<std::mutex> hold(g_heapLock);
-    g_liveBlocks.erase(givenBack);
-    if (got)
-        g_liveBlocks[got] = _msize(got);
-    return got;
+    if (!got)
+        g_liveBlocks.erase(block);
+    else if (block)
+        g_liveBlocks[block] = _msize(block);
+    return block;
 }
 
 template <auto Replacement>
 decltype(Replacement) g_real = nullptr;  // the function that Replacement stands in for
 
-// The stand-ins of the heap functions.
-inline void* __cdecl Malloc(size_t size) { return Tracked(nullptr, g_real<Malloc>(size)); }
-inline void* __cdecl Calloc(size_t count, size_t size) { return Tracked(nullptr, g_real<Calloc>(count, size)); }
-inline char* __cdecl Strdup(const char* text) { return static_cast<char*>(Tracked(nullptr, g_real<Strdup>(text))); }
-
-inline void __cdecl Free(void* block)
-{
-    Tracked(block, nullptr);
-    g_real<Free>(block);
-}
-
-inline void* __cdecl Realloc(void* old, size_t size)
-{
-    void* block = g_real<Realloc>(old, size);
-    return Tracked(block || size == 0 ? old : nullptr, block);  // the old block is gone unless it failed
-}
+// The stand-ins of the heap functions (never failed): realloc gives its old block back first.
+inline void* __cdecl Malloc(size_t size) { return Noted(g_real<Malloc>(size), true); }
+inline void* __cdecl Calloc(size_t count, size_t size) { return Noted(g_real<Calloc>(count, size), true); }
+inline char* __cdecl Strdup(const char* text) { return static_cast<char*>(Noted(g_real<Strdup>(text), true)); }
+inline void* __cdecl Realloc(void* old, size_t size) { return Noted(g_real<Realloc>(Noted(old, false), size), true); }
+inline void __cdecl Free(void* block) { g_real<Free>(Noted(block, false)); }
 
 template <auto Replacement>
 Hook* Passing(const char* name)
 {
-    static Hook hook{name, reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kHeap};
+    static Hook hook{name, reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kZero};
     return &hook;
 }
 
@@ -160,11 +146,12 @@ inline const std::vector<Hook*>& Hooks()
         HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway),
         HOOK(GetPrivateProfileStringA), HOOK(WritePrivateProfileStringA), HOOK(GetPrivateProfileSectionA),
         HOOK(WritePrivateProfileSectionA), HOOK(CreateProcessA), HOOK(LoadLibraryA),
-        Redirect<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>("_sopen", kMinusOne), HOOK(_write, kMinusOne),
-        HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne), HOOK(_access, kMinusOne),
-        HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne), HOOK(fopen), HOOK(fgets),
-        Redirect<__COUNTER__, int(__cdecl*)(const char*, void*)>(sizeof(void*) == 8 ? "_stat64" : "_stat", kMinusOne),
-        HOOK(fclose, kClosesAnyway | kMinusOne),
+        StandIn<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>::Named("_sopen", kMinusOne),
+        HOOK(_write, kMinusOne), HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne),
+        HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
+        HOOK(fopen), HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
+        StandIn<__COUNTER__, int(__cdecl*)(const char*, void*)>::Named(sizeof(void*) == 8 ? "_stat64" : "_stat",
+                                                                      kMinusOne),
         Passing<Malloc>("malloc"), Passing<Calloc>("calloc"), Passing<Realloc>("realloc"), Passing<Free>("free"),
         Passing<Strdup>("_strdup"), Passing<RedirectingGetProcAddress>("GetProcAddress"),
     };
@@ -188,23 +175,22 @@ inline FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name)
     return reinterpret_cast<FARPROC>(hook->standIn);
 }
 
-// Redirects the imports of the loaded kovra.dll; g_hooksInstalled does it as the program starts.
+// Redirects the imports by name of the loaded kovra.dll (mingw's linker leaves its import table
+// writable); g_hooksInstalled does it as the program starts.
 inline bool InstallHooks()
 {
     auto* base = reinterpret_cast<BYTE*>(::GetModuleHandleA("kovra.dll"));
     const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
     for (auto* module = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); module->Name; ++module) {
-        const DWORD names = module->OriginalFirstThunk ? module->OriginalFirstThunk : module->FirstThunk;
         auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->FirstThunk);
-        for (auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + names); name->u1.AddressOfData; ++name, ++slot) {
+        for (auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + module->OriginalFirstThunk);
+             name->u1.AddressOfData; ++name, ++slot) {
             const auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
-            Hook* hook = IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) ? nullptr : HookOf(byName->Name);
-            DWORD protection = 0;
-            if (!hook || !::VirtualProtect(&slot->u1.Function, sizeof slot->u1.Function, PAGE_READWRITE, &protection))
-                continue;
-            *hook->real = reinterpret_cast<void*>(slot->u1.Function);
-            slot->u1.Function = reinterpret_cast<ULONG_PTR>(hook->standIn);
+            if (Hook* hook = IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) ? nullptr : HookOf(byName->Name)) {
+                *hook->real = reinterpret_cast<void*>(slot->u1.Function);
+                slot->u1.Function = reinterpret_cast<ULONG_PTR>(hook->standIn);
+            }
         }
     }
     return true;
@@ -230,7 +216,7 @@ inline bool RunArmed(std::vector<Failure> failures, const std::function<void()>&
 
 // The process's kernel handles (wine counts none per process: they are counted in the system's
 // list of every open handle), and the heap blocks and bytes that kovra.dll holds.
-struct Holdings { long long handles = 0, heapBlocks = 0, heapBytes = 0; };
+using Holdings = std::array<long long, 3>;
 inline Holdings CurrentHoldings()
 {
     static std::vector<char> buffer(1 << 16);
@@ -238,13 +224,12 @@ inline Holdings CurrentHoldings()
                                       nullptr) == static_cast<NTSTATUS>(0xC0000004))  // the buffer is too small
         buffer.resize(buffer.size() * 2);
     const auto* list = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
-    Holdings holdings{std::count_if(list->Handle, list->Handle + list->Count,
-                                    [](const auto& entry) { return entry.OwnerPid == ::GetCurrentProcessId(); })};
     std::lock_guard<std::mutex> hold(g_heapLock);
-    holdings.heapBlocks = static_cast<long long>(g_liveBlocks.size());
-    for (const auto& block : g_liveBlocks)
-        holdings.heapBytes += static_cast<long long>(block.second);
-    return holdings;
+    return {std::count_if(list->Handle, list->Handle + list->Count,
+                          [](const auto& entry) { return entry.OwnerPid == ::GetCurrentProcessId(); }),
+            static_cast<long long>(g_liveBlocks.size()),
+            std::accumulate(g_liveBlocks.begin(), g_liveBlocks.end(), 0LL,
+                            [](long long bytes, const auto& block) { return bytes + block.second; })};
 }
 
 // ---- the walk -----------------------------------------------------------------------------
@@ -252,7 +237,7 @@ inline Holdings CurrentHoldings()
 // What a scenario works with; the walk tears it down after every run.
 struct World {
     std::unique_ptr<CKovra> file = std::make_unique<CKovra>();  // its GetLastError is the run's reported cause
-    std::unique_ptr<CKovraFind> find;
+    CKovraFind find;
     std::function<void()> undo;  // run after the member, unarmed
     ~World() { if (undo) undo(); }
 };
@@ -269,15 +254,15 @@ enum Effect : unsigned {
 
 // The calls named (by name for every call, with "#2" for the second; several apart by spaces)
 // and what their failure does; cause, if not -1, is the cause that GetLastError must report.
-struct CallRule { std::string calls; unsigned effect; int cause = -1; };
+struct CallRule { std::string calls; unsigned effect = 0; int cause = -1; };
 
 using Setup = std::function<void(World&)>;
 struct Scenario {
-    std::string member, variant;
+    std::string name;                        // the member's, and the road's in brackets
     Setup setup;                             // unarmed
     std::function<std::string(World&)> act;  // armed: calls the member, returns its result as text
-    std::string failureResult;
     std::vector<CallRule> rules;
+    std::string failureResult = "0";
     // The first call of this function fails in every run, so that the walk reaches the road behind it.
     std::string scripted = "";
     Fault scriptedFault = kAccessDenied;
@@ -287,11 +272,12 @@ using Files = std::map<std::string, std::string>;  // path -> bytes, or kDirecto
 inline const std::string kDirectory = "<dir>", kAbsent = "<absent>";
 
 struct Run {
+    Holdings before, after;  // as the run starts and after its world is torn down
+    Failure failure;         // the walked one, if any
     std::string result;
     int cause = 0;
-    bool threw = false, failuresMet = true;
+    bool threw = false, failuresMet = false;
     std::vector<int> calls;  // of each hook, as Hooks lists them
-    Holdings held;           // more than before the run
     long temporaryFiles = 0;
     Files files;
     std::string At(const std::string& path) const { return files.count(path) ? files.at(path) : kAbsent; }
@@ -305,38 +291,33 @@ struct FaultWalk {
     FaultWalk(const std::string& directory, const Files& layout) : fixture(directory), files(layout)
     {
         ::SetEnvironmentVariableA("TMP", fixture.c_str());
-        ::GetCurrentDirectoryA(sizeof workingDirectory, workingDirectory);
         // The first exception thrown inside the library (by a read of a file that isn't open)
         // may set up the unwinder's tables for good; let that happen before anything is counted.
         char byte = 0;
         CKovra("DFT", "NO\\SUCH\\FILE.TXT", KOVRA_READ, nullptr, 0).Read(&byte, 1, 0);
         LayOut();
-        Snapshot(fixture, laidOut);
+        Snapshot(laidOut);
     }
 
     void Walk(const Scenario& scenario)
     {
-        members.insert(scenario.member);
-        const std::string name = scenario.member + " (" + scenario.variant + "), ";
-        Execute(scenario, {});  // the first run may set up what the library keeps for good
-        const Run clean = Execute(scenario, {});
-        Judge(name + "clean run", scenario, clean, clean);
+        members.insert(scenario.name.substr(0, scenario.name.find(" (")));
+        Execute(scenario);  // the first run may set up what the library keeps for good
+        const Run clean = Execute(scenario);
+        Judge(scenario, clean, clean);
         for (size_t index = 0; index < Hooks().size(); ++index) {
             const std::string called = Hooks()[index]->name;
             for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= clean.calls[index]; ++ordinal) {
-                const CallRule* rule = RuleFor(scenario, called, ordinal);
-                const unsigned effect = rule ? rule->effect : 0;
+                const CallRule rule = RuleFor(scenario, called, ordinal);
                 // The errors take turns, but an existence test fails with access denied, as "path not
                 // found" would be a true answer, and a call whose sharing violation is waited out
                 // fails with one as well.
-                std::vector<Fault> faults{effect & kProbes ? kAccessDenied : Fault(failedCalls % 6)};
-                if ((effect & kRetriesSharing) && faults[0] != kSharingViolation)
-                    faults.push_back(kSharingViolation);
-                for (const Fault fault : faults) {
-                    ++failedCalls;
-                    Judge(name + "call " + std::to_string(ordinal) + " of " + called + ", " + kFaults[fault].name,
-                          scenario, clean, Execute(scenario, {{called, ordinal, fault}}), called, rule, fault);
-                }
+                std::set<Fault> faults{rule.effect & kProbes ? kAccessDenied : Fault(failedCalls % 6)};
+                if (rule.effect & kRetriesSharing)
+                    faults.insert(kSharingViolation);
+                failedCalls += faults.size();
+                for (const Fault fault : faults)
+                    Judge(scenario, clean, Execute(scenario, {called, ordinal, fault}), rule);
             }
         }
     }
@@ -349,99 +330,93 @@ struct FaultWalk {
                                 : kovratest::WriteFileBytes(fixture + name, bytes);
     }
 
-    Run Execute(const Scenario& scenario, std::vector<Failure> failures) const
+    // Runs the scenario with failure made (none by default) and the scenario's scripted failure.
+    Run Execute(const Scenario& scenario, const Failure& failure = {}) const
     {
         LayOut();
         Run run;
-        const Holdings before = CurrentHoldings();
+        run.before = CurrentHoldings();
+        run.failure = failure;
         {
             World world;
             if (scenario.setup)
                 scenario.setup(world);
-            if (!scenario.scripted.empty())
-                failures.push_back({scenario.scripted, 1, scenario.scriptedFault});
-            run.threw = RunArmed(std::move(failures), [&] { run.result = scenario.act(world); });
+            const Failure scripted{scenario.scripted, 1, scenario.scriptedFault};
+            run.threw = RunArmed({failure, scripted}, [&] { run.result = scenario.act(world); });
             world.file->GetLastError(&run.cause, nullptr, 0, 0);
         }
         for (const Hook* hook : Hooks())
             run.calls.push_back(hook->calls);
-        for (const Failure& failure : g_failures)  // each met by its call
-            run.failuresMet = run.failuresMet && HookOf(failure.function)->calls >= failure.ordinal;
-        ::SetCurrentDirectoryA(workingDirectory);
-        const Holdings after = CurrentHoldings();
-        run.held = {after.handles - before.handles, after.heapBlocks - before.heapBlocks,
-                    after.heapBytes - before.heapBytes};
-        Snapshot(fixture, run);
+        run.failuresMet = std::all_of(g_failures.begin(), g_failures.end(),
+                                      [](const Failure& each) { return each.met || each.function.empty(); });
+        std::filesystem::current_path(workingDirectory);
+        run.after = CurrentHoldings();
+        Snapshot(run);
         return run;
     }
 
     // Judges a run with one call failed by rule's effect, or, with no rule and no fault, the
     // clean run itself. The files after a run must be, path by path, as they were laid out or as
     // a clean run leaves them (exactly as a clean run leaves them when the member answered
-    // success), and a file that a clean run moves must be at one of its two places.
-    void Judge(const std::string& what, const Scenario& scenario, const Run& clean, const Run& run,
-               const std::string& called = "", const CallRule* rule = nullptr, Fault fault = kAccessDenied) const
+    // success), and a file that a clean run keeps, where it was or moved, must be somewhere.
+    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const CallRule& rule = {}) const
     {
-        SCOPED_TRACE(what);
-        const unsigned effect = rule ? rule->effect : 0;
-        const bool retried = (effect & kRetriesSharing) && fault == kSharingViolation;
-        EXPECT_FALSE(run.threw) << "an exception crossed the interface";
-        EXPECT_TRUE(run.failuresMet) << "a failure planned for the run was not met";
-        const std::string& failed = (effect & kFails) && !retried ? scenario.failureResult : clean.result;
-        EXPECT_EQ(run.result, effect & kAnyResult ? run.result : failed);
-        const int recorded = effect & kRecords ? kFaults[fault].cause : clean.cause;
-        EXPECT_EQ(run.cause, rule && rule->cause >= 0 ? rule->cause : recorded) << "the cause GetLastError reports";
-        EXPECT_EQ(std::tie(run.held.handles, run.held.heapBlocks, run.held.heapBytes), std::make_tuple(0, 0, 0))
-            << "handles, heap blocks and bytes left behind";
+        const Failure& failure = run.failure;
+        const std::string& called = failure.function;
+        SCOPED_TRACE(scenario.name + (called.empty() ? ", clean run" : ", call " + std::to_string(failure.ordinal) +
+                                      " of " + called + ", " + kFaults[failure.fault].name));
+        const bool waitedOut = (rule.effect & kRetriesSharing) && failure.fault == kSharingViolation;
+        const std::string& failed = rule.effect & kFails && !waitedOut ? scenario.failureResult : clean.result;
+        const std::string& result = rule.effect & kAnyResult ? run.result : failed;
+        const int recorded = rule.effect & kRecords ? kFaults[failure.fault].cause : clean.cause;
+        const int cause = rule.cause >= 0 ? rule.cause : recorded;
         // A failed deletion leaves the file it would have removed.
-        EXPECT_TRUE(!run.temporaryFiles || called == "DeleteFileA" || called == "_unlink") << "temporary files left";
+        const bool temporaryLeft = run.temporaryFiles && called != "DeleteFileA" && called != "_unlink";
+        // No exception, the planned failure made, the answer, the reported cause, as many handles, heap blocks and
+        // bytes as before, no temporary file left.
+        EXPECT_EQ(std::tie(run.threw, run.failuresMet, run.result, run.cause, run.after, temporaryLeft),
+                  std::make_tuple(false, true, result, cause, run.before, false));
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
-        const bool mustMatchClean = answeredSuccess && !(effect & kFilesMayDiffer);
-        Files paths = run.files;
-        paths.insert(clean.files.begin(), clean.files.end());
-        paths.insert(laidOut.files.begin(), laidOut.files.end());
-        for (const auto& [path, ignored] : paths)
-            EXPECT_TRUE(run.At(path) == clean.At(path) || (!mustMatchClean && run.At(path) == laidOut.At(path)))
-                << path << " is " << run.At(path) << ", was " << laidOut.At(path) << ", clean " << clean.At(path);
+        const bool mustMatchClean = answeredSuccess && !(rule.effect & kFilesMayDiffer);
+        for (const Files* each : {&run.files, &clean.files, &laidOut.files})
+            for (const auto& [path, ignored] : *each)
+                EXPECT_TRUE(run.At(path) == clean.At(path) || (!mustMatchClean && run.At(path) == laidOut.At(path)))
+                    << path << " is " << run.At(path) << ", was " << laidOut.At(path) << ", clean " << clean.At(path);
+        auto holds = [](const Files& files, const std::string& bytes) {
+            return std::any_of(files.begin(), files.end(), [&](const auto& file) { return file.second == bytes; });
+        };
         for (const auto& [path, bytes] : laidOut.files)
-            for (const auto& [target, moved] : clean.files) {
-                const bool cleanMoves = moved == bytes && bytes != kDirectory && clean.At(path) == kAbsent &&
-                                        laidOut.At(target) == kAbsent;
-                EXPECT_TRUE(!cleanMoves || run.At(path) == bytes || run.At(target) == bytes) << path << " lost";
-            }
+            EXPECT_TRUE(!holds(clean.files, bytes) || holds(run.files, bytes)) << path << " lost";
     }
 
-    static const CallRule* RuleFor(const Scenario& scenario, const std::string& called, int ordinal)
+    static CallRule RuleFor(const Scenario& scenario, const std::string& called, int ordinal)
     {
         for (const std::string& wanted : {called + "#" + std::to_string(ordinal), called})
             for (const CallRule& rule : scenario.rules)
                 if ((" " + rule.calls + " ").find(" " + wanted + " ") != std::string::npos)
-                    return &rule;
-        return nullptr;
+                    return rule;
+        return {};
     }
 
-    // The files and directories under directory but the library's log, which grows in every run;
+    // The files and directories of the fixture but the library's log, which grows in every run;
     // temporary files ("CKV...") are counted instead.
-    void Snapshot(const std::string& directory, Run& run) const
+    void Snapshot(Run& run) const
     {
-        for (const std::string& name : kovratest::Entries(directory)) {
-            const std::string path = directory + name;
-            const bool temporary = name.rfind("CKV", 0) == 0;
-            const bool isDirectory = ::GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY;
-            run.temporaryFiles += temporary;
-            if (!temporary && name != "CKOVRA.LOG")
-                run.files[path] = isDirectory ? kDirectory : kovratest::ReadFileBytes(path);
-            if (isDirectory)
-                Snapshot(path + "\\", run);
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(fixture)) {
+            const std::string path = entry.path().string(), name = entry.path().filename().string();
+            if (name.rfind("CKV", 0) == 0)
+                ++run.temporaryFiles;
+            else if (name != "CKOVRA.LOG")
+                run.files[path] = entry.is_directory() ? kDirectory : kovratest::ReadFileBytes(path);
         }
     }
 
     const std::string fixture;
-    Files files;    // as every run starts with them
-    Run laidOut;    // its files
-    char workingDirectory[MAX_PATH] = "";
+    const Files files;  // as every run starts with them
+    Run laidOut;        // its files
+    const std::filesystem::path workingDirectory = std::filesystem::current_path();
     std::set<std::string> members;  // walked
-    int failedCalls = 0;
+    size_t failedCalls = 0;
 };
 
 } // namespace kovrafaults

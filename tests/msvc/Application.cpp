@@ -6,12 +6,7 @@
 #include "Runtime.h"
 
 struct KovraOpenPar_S;
-namespace ATL {
-class CTime {  // ATL's: seconds since 1970
-public:
-    __int64 time;
-};
-} // namespace ATL
+namespace ATL { class CTime { public: __int64 time; }; }  // ATL's: seconds since 1970
 
 class __declspec(dllimport) CKovra {
 public:
@@ -20,12 +15,14 @@ public:
     int Open(char* type, char* name, unsigned long options, KovraOpenPar_S* parameters = 0, int flags = 0);
     int Close(int flags = 0), IsOpen(int = 0), IsWritable(int = 0), IsDirectory(int = 0), Flush(int = 0);
     char *GetRealFileName(char* type, char* name, int = 0), *GetRealFileName(int = 0), *GetFileName(int = 0);
-    int GetLastError(int* cause = 0, char* message = 0, int length = 0, int = 0);
+    int GetLastError(int* cause = 0, char* message = 0, int = 0, int = 0), GetProfile(char*, char*, int, int = 0);
     unsigned int Read(void* buffer, unsigned int count, int flags = 0), Write(void*, unsigned int, int = 0);
     int ReadString(char* buffer, unsigned int size, unsigned int* length = 0, int flags = 0);
     unsigned int WriteString(const char* text, int = 0), WriteString(char*, int = 0), Printf(int, char* format, ...);
-    long Seek(long offset, int origin, int = 0);
+    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
+    long Seek(long offset, int origin, int = 0), GetProfile(char*, char*, long, int = 0);
     unsigned long GetPosition(int = 0), GetLength(int = 0), GetDiskFreeSpaceA(int = 0);
+    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
     int SetLength(unsigned long length, int = 0), Lock(long position, int count, int = 0), UnLock(long, int, int = 0);
     int GetModificationTime(ATL::CTime* time, int selector), SetModificationTime(ATL::CTime* time, int selector);
     CKovra *operator=(long offset), *operator+=(long offset), *operator-=(long offset);
@@ -33,18 +30,13 @@ public:
     int WriteProfile(char*, char*, int, int = 0), WriteProfile(char*, char*, unsigned long, int = 0);
     int WriteProfile(char*, char*, unsigned int, int = 0), WriteProfile(char*, char*, double, int = 0);
     int GetProfile(char* section, char* key, char* defaultText, char* buffer, int size, int = 0);
-    long GetProfile(char*, char*, long, int = 0);
-    int GetProfile(char*, char*, int, int = 0);
-    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
-    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
     double GetProfile(char*, char*, double, int = 0);
     int GetProfileSectionA(char* section, char* buffer, int size, int = 0), WriteProfileSectionA(char*, char*, int = 0);
     int SaveFile(char* type = 0, char* directory = 0, char* extension = 0, int nameFlags = 0, int flags = 0);
-    int Remove(int = 0), Rename(char* type, char* name, int nameFlags = 0);
-    int RmDir(int = 0), ChDir(int = 0), GetDrive(int = 0), ChDrive(int drive, int = 0);
+    int Remove(int = 0), Rename(char* type, char* name, int nameFlags = 0), RmDir(int = 0), ChDir(int = 0);
     char *GetFileType(int = 0), *GetCwd(int = 0), *GetShortPathNameA(int = 0), *GetLongPathNameA(int = 0);
     int CopyFileA(char* type, char* name, int failIfExists, int flags = 0), AppendFile(char* type, char* name, int = 0);
-    int IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
+    int GetDrive(int = 0), ChDrive(int drive, int = 0), IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
     static int IsNetDrive(char* name, int = 0), IsValidClient(char* client, int = 0);
     static int AddFileType(char* name, int location, int encryption, int = 0), SetDebugLevel(int level, int = 0);
     static int SetOption(int option, int value, int = 0), StartSession(void*, int = 0), RemoveSession(void*, int = 0);
@@ -149,14 +141,12 @@ void Main(void)
     CHECK(file.Remove() == 1 && file.Access() == 0 && copy.GetLength() == 12);
 
     // Directories, drives and paths; the static settings.
-    file.GetRealFileName("DATA", "SUB\\X.TXT");
-    CHECK(file.MkDir() == 1 && EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT"));
-    CHECK(EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
+    CHECK(file.GetRealFileName("DATA", "SUB\\X.TXT") && file.MkDir() == 1);
+    CHECK(EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT") && EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
     CHECK(file.ChDir() == 1 && EndsWith(file.GetCwd(), "APP\\SUB"));
     CHECK(file.GetDrive() == 26 && file.ChDrive(26) == 1 && file.GetDiskFreeSpaceA() > 0 && file.IsNetDrive() == 1);
-    file.GetRealFileName("DATA", "Y.TXT");
-    CHECK(file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB") && file.IsDirectory() == 1 && file.RmDir() != 0);
-    CHECK(file.Access() == 0 && CKovra::IsNetDrive("X") == 1);
+    CHECK(file.GetRealFileName("DATA", "Y.TXT") && file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB"));
+    CHECK(file.IsDirectory() == 1 && file.RmDir() != 0 && file.Access() == 0 && CKovra::IsNetDrive("X") == 1);
     CHECK(CKovra::AddFileType("EXTRA", 9, 1) == 1 && EndsWith(file.GetRealFileName("EXTRA", "E"), "\\DATA\\APP\\E"));
     CHECK(CKovra::SetDebugLevel(0) == 0 && CKovra::SetOption(1, 0) == 1 && CKovra::SetOption(2, 1) == 0);
 
@@ -174,8 +164,8 @@ void Main(void)
     char* block = static_cast<char*>(operator new[](sizeof(size_t) + 2 * sizeof(CKovra)));
     *reinterpret_cast<size_t*>(block) = 2;
     CKovra* files = reinterpret_cast<CKovra*>(block + sizeof(size_t));
-    ConstructDefault(files);
-    ConstructDefault(files + 1);
+    for (CKovra* each = files; each < files + 2; ++each)
+        ConstructDefault(each);
     CHECK(files[0].Open("DATA", "A0.TXT", 2 | 32) == 1 && files[1].Open("DATA", "A1.TXT", 2 | 32) == 1);
     reinterpret_cast<DeletingDestructor*>(files)->Delete(3);
     CHECK(copy.Open("DATA", "A0.TXT", 2 | 32) == 1 && copy.Open("DATA", "A1.TXT", 2 | 32) == 1);
