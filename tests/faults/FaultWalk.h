@@ -84,16 +84,14 @@ struct StandIn;
         static inline Result(CONVENTION* real)(Arguments...) = nullptr;                                         \
         static Result CONVENTION Call(Arguments... arguments) { return Intercept<Result>(hook, real, arguments...); } \
         static inline Hook hook{"", reinterpret_cast<void*>(&Call), reinterpret_cast<void**>(&real), kZero};    \
-        static Hook* Named(const char* name, unsigned failing = kZero)                                           \
-        {                                                                                                        \
-            return &(hook = {name, hook.standIn, hook.real, failing});                                           \
-        }                                                                                                        \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
-#define HOOK(function, ...) StandIn<__COUNTER__, decltype(&::function)>::Named(#function, ##__VA_ARGS__)
+// A stand-in's hook with its function's name and how it fails.
+inline Hook* Name(Hook& hook, const char* name, unsigned how) { return &(hook = {name, hook.standIn, hook.real, how}); }
+#define HOOK(function, ...) Name(StandIn<__COUNTER__, decltype(&::function)>::hook, #function, {__VA_ARGS__})
 
 // The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks that it frees
 // without having allocated them (objects a caller made with new, freed by its deleting
@@ -122,12 +120,11 @@ inline char* __cdecl Strdup(const char* text) { return static_cast<char*>(Noted(
 inline void* __cdecl Realloc(void* old, size_t size) { return Noted(g_real<Realloc>(Noted(old, false), size), true); }
 inline void __cdecl Free(void* block) { g_real<Free>(Noted(block, false)); }
 
+// The hook of a stand-in written out here, which calls on g_real<Replacement>.
 template <auto Replacement>
-Hook* Passing(const char* name)
-{
-    static Hook hook{name, reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kZero};
-    return &hook;
-}
+inline Hook g_passing{"", reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kZero};
+template <auto Replacement>
+Hook* Passing(const char* name) { return Name(g_passing<Replacement>, name, kZero); }
 
 FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
 
@@ -146,12 +143,12 @@ inline const std::vector<Hook*>& Hooks()
         HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway),
         HOOK(GetPrivateProfileStringA), HOOK(WritePrivateProfileStringA), HOOK(GetPrivateProfileSectionA),
         HOOK(WritePrivateProfileSectionA), HOOK(CreateProcessA), HOOK(LoadLibraryA),
-        StandIn<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>::Named("_sopen", kMinusOne),
+        Name(StandIn<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>::hook, "_sopen", kMinusOne),
         HOOK(_write, kMinusOne), HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne),
         HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
         HOOK(fopen), HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
-        StandIn<__COUNTER__, int(__cdecl*)(const char*, void*)>::Named(sizeof(void*) == 8 ? "_stat64" : "_stat",
-                                                                      kMinusOne),
+        Name(StandIn<__COUNTER__, int(__cdecl*)(const char*, void*)>::hook, sizeof(void*) == 8 ? "_stat64" : "_stat",
+              kMinusOne),
         Passing<Malloc>("malloc"), Passing<Calloc>("calloc"), Passing<Realloc>("realloc"), Passing<Free>("free"),
         Passing<Strdup>("_strdup"), Passing<RedirectingGetProcAddress>("GetProcAddress"),
     };
@@ -273,7 +270,6 @@ inline const std::string kDirectory = "<dir>", kAbsent = "<absent>";
 
 struct Run {
     Holdings before, after;  // as the run starts and after its world is torn down
-    Failure failure;         // the walked one, if any
     std::string result;
     int cause = 0;
     bool threw = false, failuresMet = false;
@@ -317,7 +313,7 @@ struct FaultWalk {
                     faults.insert(kSharingViolation);
                 failedCalls += faults.size();
                 for (const Fault fault : faults)
-                    Judge(scenario, clean, Execute(scenario, {called, ordinal, fault}), rule);
+                    Judge(scenario, clean, Execute(scenario, {called, ordinal, fault}), rule, {called, ordinal, fault});
             }
         }
     }
@@ -330,13 +326,13 @@ struct FaultWalk {
                                 : kovratest::WriteFileBytes(fixture + name, bytes);
     }
 
-    // Runs the scenario with failure made (none by default) and the scenario's scripted failure.
+    // Runs the scenario with failure made (none by default, a failure of no function) and the
+    // scenario's scripted failure.
     Run Execute(const Scenario& scenario, const Failure& failure = {}) const
     {
         LayOut();
         Run run;
         run.before = CurrentHoldings();
-        run.failure = failure;
         {
             World world;
             if (scenario.setup)
@@ -355,13 +351,13 @@ struct FaultWalk {
         return run;
     }
 
-    // Judges a run with one call failed by rule's effect, or, with no rule and no fault, the
-    // clean run itself. The files after a run must be, path by path, as they were laid out or as
+    // Judges a run with failure made, by the effect of its rule, or, with no rule and no failure,
+    // the clean run itself. The files after a run must be, path by path, as they were laid out or as
     // a clean run leaves them (exactly as a clean run leaves them when the member answered
     // success), and a file that a clean run keeps, where it was or moved, must be somewhere.
-    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const CallRule& rule = {}) const
+    void Judge(const Scenario& scenario, const Run& clean, const Run& run, const CallRule& rule = {},
+               const Failure& failure = {}) const
     {
-        const Failure& failure = run.failure;
         const std::string& called = failure.function;
         SCOPED_TRACE(scenario.name + (called.empty() ? ", clean run" : ", call " + std::to_string(failure.ordinal) +
                                       " of " + called + ", " + kFaults[failure.fault].name));
