@@ -48,7 +48,7 @@ enum : unsigned { kZero = 0, kMinusOne = 1, kClosesAnyway = 2 };
 struct Hook { const char* name; void* standIn; void** real; unsigned failing; int calls = 0; };
 
 // A call that the armed run fails: the ordinal-th of function; met once it was made.
-struct Failure { std::string function; int ordinal = 0; Fault fault = kAccessDenied; bool met = false; };
+struct Failure { std::string function; int ordinal = 1; Fault fault = kAccessDenied; bool met = false; };
 inline std::vector<Failure> g_failures;
 inline DWORD g_armedThread = 0;
 
@@ -74,6 +74,14 @@ Result Intercept(Hook& hook, Function real, Arguments... arguments)
     return Result(INT_PTR(hook.failing & kMinusOne ? -1 : 0));  // as the function's type: null, FALSE, EOF, ...
 }
 
+// Fills the hook of a stand-in at run time: its function's name, the stand-in, where the real
+// function is kept, how the stand-in fails.
+template <typename Function>
+Hook* Name(Hook& hook, const char* name, Function standIn, Function* real, unsigned how)
+{
+    return &(hook = {name, reinterpret_cast<void*>(standIn), reinterpret_cast<void**>(real), how});
+}
+
 // The stand-in of one imported function of type Function, and its hook; Id tells the functions
 // of one type apart. Each calling convention needs a definition of its own.
 template <int Id, typename Function>
@@ -83,15 +91,14 @@ struct StandIn;
     struct StandIn<Id, Result(CONVENTION*)(Arguments...)> {                                                      \
         static inline Result(CONVENTION* real)(Arguments...) = nullptr;                                         \
         static Result CONVENTION Call(Arguments... arguments) { return Intercept<Result>(hook, real, arguments...); } \
-        static inline Hook hook{"", reinterpret_cast<void*>(&Call), reinterpret_cast<void**>(&real), kZero};    \
+        static inline Hook hook{};                                                                               \
+        static Hook* Named(const char* name, unsigned how) { return Name(hook, name, &Call, &real, how); }      \
     };
 KOVRA_FAULTS_STAND_IN(__cdecl)
 #if defined(__i386__)
 KOVRA_FAULTS_STAND_IN(__stdcall)
 #endif
-// A stand-in's hook with its function's name and how it fails.
-inline Hook* Name(Hook& hook, const char* name, unsigned how) { return &(hook = {name, hook.standIn, hook.real, how}); }
-#define HOOK(function, ...) Name(StandIn<__COUNTER__, decltype(&::function)>::hook, #function, {__VA_ARGS__})
+#define HOOK(function, ...) StandIn<__COUNTER__, decltype(&::function)>::Named(#function, {__VA_ARGS__})
 
 // The blocks that kovra.dll allocated and hasn't freed, with their sizes. Blocks that it frees
 // without having allocated them (objects a caller made with new, freed by its deleting
@@ -122,9 +129,9 @@ inline void __cdecl Free(void* block) { g_real<Free>(Noted(block, false)); }
 
 // The hook of a stand-in written out here, which calls on g_real<Replacement>.
 template <auto Replacement>
-inline Hook g_passing{"", reinterpret_cast<void*>(Replacement), reinterpret_cast<void**>(&g_real<Replacement>), kZero};
+inline Hook g_passing{};
 template <auto Replacement>
-Hook* Passing(const char* name) { return Name(g_passing<Replacement>, name, kZero); }
+Hook* Passing(const char* name) { return Name(g_passing<Replacement>, name, Replacement, &g_real<Replacement>, kZero); }
 
 FARPROC WINAPI RedirectingGetProcAddress(HMODULE module, LPCSTR name);
 
@@ -143,12 +150,12 @@ inline const std::vector<Hook*>& Hooks()
         HOOK(FindFirstFileA, kMinusOne), HOOK(FindNextFileA), HOOK(FindClose, kClosesAnyway),
         HOOK(GetPrivateProfileStringA), HOOK(WritePrivateProfileStringA), HOOK(GetPrivateProfileSectionA),
         HOOK(WritePrivateProfileSectionA), HOOK(CreateProcessA), HOOK(LoadLibraryA),
-        Name(StandIn<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>::hook, "_sopen", kMinusOne),
+        StandIn<__COUNTER__, int(__cdecl*)(const char*, int, int, int)>::Named("_sopen", kMinusOne),
         HOOK(_write, kMinusOne), HOOK(_read, kMinusOne), HOOK(_close, kClosesAnyway | kMinusOne),
         HOOK(_access, kMinusOne), HOOK(_unlink, kMinusOne), HOOK(_chdir, kMinusOne), HOOK(_chdrive, kMinusOne),
         HOOK(fopen), HOOK(fgets), HOOK(fclose, kClosesAnyway | kMinusOne),
-        Name(StandIn<__COUNTER__, int(__cdecl*)(const char*, void*)>::hook, sizeof(void*) == 8 ? "_stat64" : "_stat",
-              kMinusOne),
+        StandIn<__COUNTER__, int(__cdecl*)(const char*, void*)>::Named(sizeof(void*) == 8 ? "_stat64" : "_stat",
+                                                                      kMinusOne),
         Passing<Malloc>("malloc"), Passing<Calloc>("calloc"), Passing<Realloc>("realloc"), Passing<Free>("free"),
         Passing<Strdup>("_strdup"), Passing<RedirectingGetProcAddress>("GetProcAddress"),
     };
@@ -194,21 +201,15 @@ inline bool InstallHooks()
 }
 inline const bool g_hooksInstalled = InstallHooks();
 
-// Runs work with the calls of this thread counted and the planned failures made; true when it threw.
-inline bool RunArmed(std::vector<Failure> failures, const std::function<void()>& work)
+// Runs work with the calls of this thread counted and the planned failures made.
+inline void RunArmed(std::vector<Failure> failures, const std::function<void()>& work)
 {
     g_failures = std::move(failures);
     for (Hook* hook : Hooks())
         hook->calls = 0;
     g_armedThread = ::GetCurrentThreadId();
-    bool threw = false;
-    try {
-        work();
-    } catch (...) {
-        threw = true;
-    }
+    work();
     g_armedThread = 0;
-    return threw;
 }
 
 // The process's kernel handles (wine counts none per process: they are counted in the system's
@@ -260,9 +261,8 @@ struct Scenario {
     std::function<std::string(World&)> act;  // armed: calls the member, returns its result as text
     std::vector<CallRule> rules;
     std::string failureResult = "0";
-    // The first call of this function fails in every run, so that the walk reaches the road behind it.
-    std::string scripted = "";
-    Fault scriptedFault = kAccessDenied;
+    Failure scripted = {};  // made in every run, so that the walk reaches the road behind the failed call
+
 };
 
 using Files = std::map<std::string, std::string>;  // path -> bytes, or kDirectory
@@ -272,7 +272,7 @@ struct Run {
     Holdings before, after;  // as the run starts and after its world is torn down
     std::string result;
     int cause = 0;
-    bool threw = false, failuresMet = false;
+    bool failuresMet = false;
     std::vector<int> calls;  // of each hook, as Hooks lists them
     long temporaryFiles = 0;
     Files files;
@@ -303,7 +303,7 @@ struct FaultWalk {
         Judge(scenario, clean, clean);
         for (size_t index = 0; index < Hooks().size(); ++index) {
             const std::string called = Hooks()[index]->name;
-            for (int ordinal = scenario.scripted == called ? 2 : 1; ordinal <= clean.calls[index]; ++ordinal) {
+            for (int ordinal = scenario.scripted.function == called ? 2 : 1; ordinal <= clean.calls[index]; ++ordinal) {
                 const CallRule rule = RuleFor(scenario, called, ordinal);
                 // The errors take turns, but an existence test fails with access denied, as "path not
                 // found" would be a true answer, and a call whose sharing violation is waited out
@@ -337,8 +337,9 @@ struct FaultWalk {
             World world;
             if (scenario.setup)
                 scenario.setup(world);
-            const Failure scripted{scenario.scripted, 1, scenario.scriptedFault};
-            run.threw = RunArmed({failure, scripted}, [&] { run.result = scenario.act(world); });
+            RunArmed({failure, scenario.scripted}, [&] {
+                EXPECT_NO_THROW(run.result = scenario.act(world)) << scenario.name << ", failing " << failure.function;
+            });
             world.file->GetLastError(&run.cause, nullptr, 0, 0);
         }
         for (const Hook* hook : Hooks())
@@ -368,10 +369,10 @@ struct FaultWalk {
         const int cause = rule.cause >= 0 ? rule.cause : recorded;
         // A failed deletion leaves the file it would have removed.
         const bool temporaryLeft = run.temporaryFiles && called != "DeleteFileA" && called != "_unlink";
-        // No exception, the planned failure made, the answer, the reported cause, as many handles, heap blocks and
-        // bytes as before, no temporary file left.
-        EXPECT_EQ(std::tie(run.threw, run.failuresMet, run.result, run.cause, run.after, temporaryLeft),
-                  std::make_tuple(false, true, result, cause, run.before, false));
+        // The planned failure made, the answer, the reported cause, as many handles, heap blocks and bytes as
+        // before, no temporary file left (no exception: Execute).
+        EXPECT_EQ(std::tie(run.failuresMet, run.result, run.cause, run.after, temporaryLeft),
+                  std::make_tuple(true, result, cause, run.before, false));
         const bool answeredSuccess = run.result == clean.result && clean.result != scenario.failureResult;
         const bool mustMatchClean = answeredSuccess && !(rule.effect & kFilesMayDiffer);
         for (const Files* each : {&run.files, &clean.files, &laidOut.files})
