@@ -1,9 +1,7 @@
 // An application as Microsoft's compiler built them against kovra.dll: the classes declared here
 // as the interface declares them (not kovra.h), their members imported under Microsoft's names
 // from an import library of just the names that this program imports.
-#include <stddef.h>
-
-#include "Runtime.h"
+#include "Runtime.h"  // and stddef.h
 
 struct KovraOpenPar_S;
 namespace ATL { class CTime { public: __int64 time; }; }  // ATL's: seconds since 1970
@@ -105,7 +103,7 @@ void Main(void)
     CHECK(Same(file.GetFileType(), "") && EndsWith(file.GetRealFileName("DATA", "A.TXT"), "\\DATA\\APP\\A.TXT"));
     CHECK(Same(file.GetFileName(), "A.TXT") && Same(file.GetFileType(), "DATA"));
     CHECK(file.Open("DATA", "LINES.TXT", 2 | 8 | 64) == 1 && file.IsOpen() == 1 && file.IsWritable() == 1);
-    char text[300] = "second", raw[] = "raw";
+    char text[300] = "second", raw[] = "raw", newName[] = "MOVED.DAT", name[260] = "PLAIN.TXT", path[260];
     CHECK(file.WriteString("first\n") == 7 && file.WriteString(text) == 8 && file.Write(raw, 3, 1) == 3);
     CHECK(file.Printf(0, "\n%I64d %Lf\n", 1099511627776LL, 2.5L) == 26 && file.Flush() == 1 && file.GetLength() == 44);
     CHECK(file.Open("DATA", "LINES.TXT", 1 | 64) == 1 && file.IsWritable() == 0 && file.Seek(20, 0) == 20);
@@ -136,7 +134,6 @@ void Main(void)
     CHECK(file.WriteString("orders", 1) == 6 && file.SaveFile() == 1 && EndsWith(file.GetRealFileName(), "01.SAV"));
     CHECK(file.CopyFileA("DATA", "COPY.DAT", 1) == 1 && file.AppendFile("DATA", "COPY.DAT") == 1);
     CKovra copy("DATA", "COPY.DAT", 1);  // the backup's six bytes twice
-    char newName[] = "MOVED.DAT";
     CHECK(file.Rename("DATA", newName) == 1 && EndsWith(file.GetRealFileName(), "\\MOVED.DAT") && file.Access() == 1);
     CHECK(file.Remove() == 1 && file.Access() == 0 && copy.GetLength() == 12);
 
@@ -156,7 +153,6 @@ void Main(void)
     delete held;
     CHECK(copy.Open("DATA", "HELD.TXT", 1) == 1);
     CKovra* orders = new Orders;
-    char name[260] = "PLAIN.TXT", path[260];
     CHECK(static_cast<Orders*>(orders)->Resolve(name, path) == 1 && EndsWith(path, "\\DATA\\APP\\PLAIN.TXT"));
     CHECK(Same(orders->GetFileName(), "ORDERS.TXT"));
     delete orders;  // through the program's own table, whose destructor calls the library's
