@@ -68,7 +68,7 @@ __declspec(dllimport) void ConstructDefault(CKovra* object) asm("??_FCKovra@@QEA
 #else
 __declspec(dllimport) void __thiscall ConstructDefault(CKovra* object) asm("??_FCKovra@@QAEXXZ");
 #endif
-extern "C" __declspec(dllimport) void* __stdcall CreateThread(void*, size_t, unsigned long(__stdcall*)(void*), void*,
+extern "C" __declspec(dllimport) void* __stdcall CreateThread(void*, size_t, unsigned long(__stdcall*)(char**), void*,
                                                              unsigned long, unsigned long*);
 extern "C" __declspec(dllimport) unsigned long __stdcall WaitForSingleObject(void* handle, unsigned long milliseconds);
 struct DeletingDestructor { virtual void* Delete(unsigned int flags) = 0; };
@@ -84,9 +84,8 @@ struct Orders : CKovra {
 
 // Binds the calling thread to a session of the user's own (name, client, path of a letter)
 // and resolves names with that identity.
-unsigned long __stdcall BindAndResolve(void* context)
+unsigned long __stdcall BindAndResolve(char** user)
 {
-    char** user = static_cast<char**>(context);
     CKovra file;
     CHECK(CKovra::StartSession(user) == 1 && CKovra::StartThread(user, GetCurrentThreadId()) == 1);
     CHECK(CKovra::SetUser(user[0]) == 1 && CKovra::SetClient(user[1]) == 1 && CKovra::IsValidClient(user[1]) == 0);
