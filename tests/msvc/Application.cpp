@@ -1,17 +1,10 @@
 // An application as Microsoft's compiler built them against kovra.dll: the classes declared here
 // as the interface declares them (not kovra.h), their members imported under Microsoft's names
 // from an import library of just the names that this program imports.
-#include <stddef.h>
-
-#include "Runtime.h"
+#include "Runtime.h"  // and stddef.h
 
 struct KovraOpenPar_S;
-namespace ATL {
-class CTime {  // ATL's: seconds since 1970
-public:
-    __int64 time;
-};
-} // namespace ATL
+namespace ATL { class CTime { public: __int64 time; }; }  // ATL's: seconds since 1970
 
 class __declspec(dllimport) CKovra {
 public:
@@ -20,12 +13,14 @@ public:
     int Open(char* type, char* name, unsigned long options, KovraOpenPar_S* parameters = 0, int flags = 0);
     int Close(int flags = 0), IsOpen(int = 0), IsWritable(int = 0), IsDirectory(int = 0), Flush(int = 0);
     char *GetRealFileName(char* type, char* name, int = 0), *GetRealFileName(int = 0), *GetFileName(int = 0);
-    int GetLastError(int* cause = 0, char* message = 0, int length = 0, int = 0);
+    int GetLastError(int* cause = 0, char* message = 0, int = 0, int = 0), GetProfile(char*, char*, int, int = 0);
     unsigned int Read(void* buffer, unsigned int count, int flags = 0), Write(void*, unsigned int, int = 0);
     int ReadString(char* buffer, unsigned int size, unsigned int* length = 0, int flags = 0);
     unsigned int WriteString(const char* text, int = 0), WriteString(char*, int = 0), Printf(int, char* format, ...);
-    long Seek(long offset, int origin, int = 0);
+    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
+    long Seek(long offset, int origin, int = 0), GetProfile(char*, char*, long, int = 0);
     unsigned long GetPosition(int = 0), GetLength(int = 0), GetDiskFreeSpaceA(int = 0);
+    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
     int SetLength(unsigned long length, int = 0), Lock(long position, int count, int = 0), UnLock(long, int, int = 0);
     int GetModificationTime(ATL::CTime* time, int selector), SetModificationTime(ATL::CTime* time, int selector);
     CKovra *operator=(long offset), *operator+=(long offset), *operator-=(long offset);
@@ -33,18 +28,13 @@ public:
     int WriteProfile(char*, char*, int, int = 0), WriteProfile(char*, char*, unsigned long, int = 0);
     int WriteProfile(char*, char*, unsigned int, int = 0), WriteProfile(char*, char*, double, int = 0);
     int GetProfile(char* section, char* key, char* defaultText, char* buffer, int size, int = 0);
-    long GetProfile(char*, char*, long, int = 0);
-    int GetProfile(char*, char*, int, int = 0);
-    unsigned long GetProfile(char*, char*, unsigned long, int = 0);
-    unsigned int GetProfile(char*, char*, unsigned int, int = 0);
     double GetProfile(char*, char*, double, int = 0);
     int GetProfileSectionA(char* section, char* buffer, int size, int = 0), WriteProfileSectionA(char*, char*, int = 0);
     int SaveFile(char* type = 0, char* directory = 0, char* extension = 0, int nameFlags = 0, int flags = 0);
-    int Remove(int = 0), Rename(char* type, char* name, int nameFlags = 0);
-    int RmDir(int = 0), ChDir(int = 0), GetDrive(int = 0), ChDrive(int drive, int = 0);
+    int Remove(int = 0), Rename(char* type, char* name, int nameFlags = 0), RmDir(int = 0), ChDir(int = 0);
     char *GetFileType(int = 0), *GetCwd(int = 0), *GetShortPathNameA(int = 0), *GetLongPathNameA(int = 0);
     int CopyFileA(char* type, char* name, int failIfExists, int flags = 0), AppendFile(char* type, char* name, int = 0);
-    int IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
+    int GetDrive(int = 0), ChDrive(int drive, int = 0), IsNetDrive(int = 0), Access(int = 0), MkDir(int = 0);
     static int IsNetDrive(char* name, int = 0), IsValidClient(char* client, int = 0);
     static int AddFileType(char* name, int location, int encryption, int = 0), SetDebugLevel(int level, int = 0);
     static int SetOption(int option, int value, int = 0), StartSession(void*, int = 0), RemoveSession(void*, int = 0);
@@ -78,7 +68,7 @@ __declspec(dllimport) void ConstructDefault(CKovra* object) asm("??_FCKovra@@QEA
 #else
 __declspec(dllimport) void __thiscall ConstructDefault(CKovra* object) asm("??_FCKovra@@QAEXXZ");
 #endif
-extern "C" __declspec(dllimport) void* __stdcall CreateThread(void*, size_t, unsigned long(__stdcall*)(void*), void*,
+extern "C" __declspec(dllimport) void* __stdcall CreateThread(void*, size_t, unsigned long(__stdcall*)(char**), void*,
                                                              unsigned long, unsigned long*);
 extern "C" __declspec(dllimport) unsigned long __stdcall WaitForSingleObject(void* handle, unsigned long milliseconds);
 struct DeletingDestructor { virtual void* Delete(unsigned int flags) = 0; };
@@ -94,9 +84,8 @@ struct Orders : CKovra {
 
 // Binds the calling thread to a session of the user's own (name, client, path of a letter)
 // and resolves names with that identity.
-unsigned long __stdcall BindAndResolve(void* context)
+unsigned long __stdcall BindAndResolve(char** user)
 {
-    char** user = static_cast<char**>(context);
     CKovra file;
     CHECK(CKovra::StartSession(user) == 1 && CKovra::StartThread(user, GetCurrentThreadId()) == 1);
     CHECK(CKovra::SetUser(user[0]) == 1 && CKovra::SetClient(user[1]) == 1 && CKovra::IsValidClient(user[1]) == 0);
@@ -113,7 +102,7 @@ void Main(void)
     CHECK(Same(file.GetFileType(), "") && EndsWith(file.GetRealFileName("DATA", "A.TXT"), "\\DATA\\APP\\A.TXT"));
     CHECK(Same(file.GetFileName(), "A.TXT") && Same(file.GetFileType(), "DATA"));
     CHECK(file.Open("DATA", "LINES.TXT", 2 | 8 | 64) == 1 && file.IsOpen() == 1 && file.IsWritable() == 1);
-    char text[300] = "second", raw[] = "raw";
+    char text[300] = "second", raw[] = "raw", newName[] = "MOVED.DAT", name[260] = "PLAIN.TXT", path[260];
     CHECK(file.WriteString("first\n") == 7 && file.WriteString(text) == 8 && file.Write(raw, 3, 1) == 3);
     CHECK(file.Printf(0, "\n%I64d %Lf\n", 1099511627776LL, 2.5L) == 26 && file.Flush() == 1 && file.GetLength() == 44);
     CHECK(file.Open("DATA", "LINES.TXT", 1 | 64) == 1 && file.IsWritable() == 0 && file.Seek(20, 0) == 20);
@@ -144,19 +133,16 @@ void Main(void)
     CHECK(file.WriteString("orders", 1) == 6 && file.SaveFile() == 1 && EndsWith(file.GetRealFileName(), "01.SAV"));
     CHECK(file.CopyFileA("DATA", "COPY.DAT", 1) == 1 && file.AppendFile("DATA", "COPY.DAT") == 1);
     CKovra copy("DATA", "COPY.DAT", 1);  // the backup's six bytes twice
-    char newName[] = "MOVED.DAT";
     CHECK(file.Rename("DATA", newName) == 1 && EndsWith(file.GetRealFileName(), "\\MOVED.DAT") && file.Access() == 1);
     CHECK(file.Remove() == 1 && file.Access() == 0 && copy.GetLength() == 12);
 
     // Directories, drives and paths; the static settings.
-    file.GetRealFileName("DATA", "SUB\\X.TXT");
-    CHECK(file.MkDir() == 1 && EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT"));
-    CHECK(EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
+    CHECK(file.GetRealFileName("DATA", "SUB\\X.TXT") && file.MkDir() == 1);
+    CHECK(EndsWith(file.GetShortPathNameA(), "\\SUB\\X.TXT") && EndsWith(file.GetLongPathNameA(), "\\SUB\\X.TXT"));
     CHECK(file.ChDir() == 1 && EndsWith(file.GetCwd(), "APP\\SUB"));
     CHECK(file.GetDrive() == 26 && file.ChDrive(26) == 1 && file.GetDiskFreeSpaceA() > 0 && file.IsNetDrive() == 1);
-    file.GetRealFileName("DATA", "Y.TXT");
-    CHECK(file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB") && file.IsDirectory() == 1 && file.RmDir() != 0);
-    CHECK(file.Access() == 0 && CKovra::IsNetDrive("X") == 1);
+    CHECK(file.GetRealFileName("DATA", "Y.TXT") && file.ChDir() == 1 && file.GetRealFileName("DATA", "SUB"));
+    CHECK(file.IsDirectory() == 1 && file.RmDir() != 0 && file.Access() == 0 && CKovra::IsNetDrive("X") == 1);
     CHECK(CKovra::AddFileType("EXTRA", 9, 1) == 1 && EndsWith(file.GetRealFileName("EXTRA", "E"), "\\DATA\\APP\\E"));
     CHECK(CKovra::SetDebugLevel(0) == 0 && CKovra::SetOption(1, 0) == 1 && CKovra::SetOption(2, 1) == 0);
 
@@ -166,7 +152,6 @@ void Main(void)
     delete held;
     CHECK(copy.Open("DATA", "HELD.TXT", 1) == 1);
     CKovra* orders = new Orders;
-    char name[260] = "PLAIN.TXT", path[260];
     CHECK(static_cast<Orders*>(orders)->Resolve(name, path) == 1 && EndsWith(path, "\\DATA\\APP\\PLAIN.TXT"));
     CHECK(Same(orders->GetFileName(), "ORDERS.TXT"));
     delete orders;  // through the program's own table, whose destructor calls the library's
@@ -174,8 +159,8 @@ void Main(void)
     char* block = static_cast<char*>(operator new[](sizeof(size_t) + 2 * sizeof(CKovra)));
     *reinterpret_cast<size_t*>(block) = 2;
     CKovra* files = reinterpret_cast<CKovra*>(block + sizeof(size_t));
-    ConstructDefault(files);
-    ConstructDefault(files + 1);
+    for (CKovra* each = files; each < files + 2; ++each)
+        ConstructDefault(each);
     CHECK(files[0].Open("DATA", "A0.TXT", 2 | 32) == 1 && files[1].Open("DATA", "A1.TXT", 2 | 32) == 1);
     reinterpret_cast<DeletingDestructor*>(files)->Delete(3);
     CHECK(copy.Open("DATA", "A0.TXT", 2 | 32) == 1 && copy.Open("DATA", "A1.TXT", 2 | 32) == 1);

@@ -17,13 +17,17 @@ void __cdecl Main(void);
 // A failed check is counted and printed with its place.
 void __cdecl Fail(const char* file, int line, const char* condition);
 #define CHECK(condition) ((condition) ? (void)0 : Fail(__FILE__, __LINE__, #condition))
-int __cdecl Same(const char* text, const char* expected);
-int __cdecl EndsWith(const char* text, const char* end);
 
 __declspec(dllimport) int __cdecl printf(const char* format, ...);
 __declspec(dllimport) int __cdecl strcmp(const char* first, const char* second);
 __declspec(dllimport) size_t __cdecl strlen(const char* text);
 __declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
+
+static inline int Same(const char* text, const char* expected) { return strcmp(text, expected) == 0; }
+static inline int EndsWith(const char* text, const char* end)
+{
+    return strlen(text) >= strlen(end) && Same(text + strlen(text) - strlen(end), end);
+}
 
 #ifdef __cplusplus
 }

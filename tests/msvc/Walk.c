@@ -8,8 +8,7 @@
 // Each key of the profile's [W] section, one a line from line 2, is of no setting.
 static void KOVRA_CALL CountProblem(void* context, int line, const char* problem)
 {
-    int* count = (int*)context;
-    CHECK(line == 2 + (*count)++ && EndsWith(problem, "' in [W]"));
+    CHECK(line == 2 + (*(int*)context)++ && EndsWith(problem, "' in [W]"));
 }
 
 void __cdecl WalkC(const char* profile)

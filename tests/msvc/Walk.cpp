@@ -21,8 +21,7 @@ void Main(void)
     CHECK(file.WriteString("one\n") == 5 && file.WriteString("two") == 5 && file.Printf(0, "%d\n", 3) == 3);
     char bytes[64] = "";
     CHECK(file.Open("DATA", "N.TXT", KOVRA_READ) && file.Read(bytes, sizeof bytes) == 13);
-    CHECK(Same(bytes, "one\r\ntwo\r\n3\r\n"));
-    file.Open("DATA", "N.TXT", KOVRA_READ | KOVRA_TEXT);
+    CHECK(Same(bytes, "one\r\ntwo\r\n3\r\n") && file.Open("DATA", "N.TXT", KOVRA_READ | KOVRA_TEXT));
     unsigned int length = 0;
     CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "on") && length == 2);
     CHECK(file.ReadString(bytes, 2, &length) == 1 && Same(bytes, "e") && length == 1);
@@ -38,17 +37,16 @@ void Main(void)
     CHECK(file.GetProfile("W", "Zoom", 0.0) == 1.25 && file.GetProfile("W", "Height", 480) == 480);
     WalkC(file.GetRealFileName());
 
-    // A backup, and a search that finds it.
+    // A backup, and a search that finds it (and nothing more, checked last).
     file.Open("DATA", "ORDERS.DAT", KOVRA_READWRITE | KOVRA_TRUNCATE);
     CHECK(file.Printf(0, "orders, generation %d\r\n", 1) == 22 && file.SaveFile() == 1);
     CKovraFind find;
     CHECK(find.FindFile("DATA", "SAV\\*.SAV") && find.FindNextFileA() && find.GetLength() == 22);
     CHECK(strlen(find.GetFilePathRelative()) == 16 && EndsWith(file.GetRealFileName(), find.GetFilePathRelative()));
-    CHECK(find.FindNextFileA() == 0);
 
     // A sharing violation, its cause and its message in a buffer of 20 bytes.
     CKovra holder("DATA", "SHARED.TXT", KOVRA_READWRITE | KOVRA_EXCLUSIVE);
     int cause = 0;
     CHECK(file.Open("DATA", "SHARED.TXT", KOVRA_READ) == 0 && file.GetLastError(&cause, bytes, 20) == 1);
-    CHECK(cause == 11 && Same(bytes, "A sharing violation"));
+    CHECK(cause == 11 && Same(bytes, "A sharing violation") && find.FindNextFileA() == 0);
 }
