@@ -76,7 +76,7 @@ TEST(Resolve, LiteralNamesTheFirstParentReferenceDateFieldsAndTheFailuresReporte
     const std::string date = CurrentUtcDate("%Y%m%d");
     CKovra file;
     file.Open("T_BASE", "LOG\\%Y%M%D.LOG", KOVRA_RESOLVE_ONLY);
-    EXPECT_EQ(kBase + "LOG\\" + date + ".LOG", file.GetRealFileName());  // the name in place: the next Open's
+    EXPECT_EQ(kBase + "LOG\\" + date + ".LOG", file.GetRealFileName());  // the name in place: checked by the next Open
     file.Open("T_BASE", "%y%M%T_%d%X", KOVRA_RESOLVE_ONLY);  // %T is the day when there is no %D
     EXPECT_EQ(date.substr(2) + "_%d%X", std::string(file.GetFileName()));
 
