@@ -2,8 +2,9 @@
 // views of an object.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <sstream>
-#include <string>
 
 #include "TestSupport.h"
 
@@ -21,13 +22,6 @@ inline const bool kLocationTypesAdded = [] {
     return true;
 }();
 
-// A member's answer and the cause that the object recorded with it, as "answer cause".
-template <typename Answer>
-std::string AnswerAndCause(Answer answer, CKovra& file)
-{
-    return std::to_string(answer) + " " + std::to_string(CauseOf(file));
-}
-
 // The values as texts joined by blanks, to compare what several getters give after one step at once.
 template <typename First, typename... Rest>
 std::string Joined(const First& first, const Rest&... rest)
@@ -36,6 +30,17 @@ std::string Joined(const First& first, const Rest&... rest)
     text << first;
     ((text << ' ' << rest), ...);
     return text.str();
+}
+
+// A member's answer and the cause that the object recorded with it, as "answer cause".
+inline std::string AnswerAndCause(long long answer, CKovra& file) { return Joined(answer, CauseOf(file)); }
+
+// The session record that the calling thread's names resolve with.
+inline KovraSession_S CallerSession()
+{
+    KovraSession_S record = {};
+    EXPECT_EQ(1, KovraGetThreadSession(&record));
+    return record;
 }
 
 // file, made to name a T_BASE name (with flags 1 a real path) without opening it.
