@@ -6,8 +6,8 @@
 //   kovra_child orphan                          a failure read without and with its cause, then a lookup
 //                                               and a setter without any session: "ANSWER CAUSE REAL SETUSER"
 //   kovra_child                                 loads the library and ends
-//   kovra_child stall EVENT                     a "Debug-Monitor" window that doesn't answer, "STALLING",
-//                                               until EVENT (or for longer than a test may take)
+//   kovra_child stall                           a "Debug-Monitor" window that doesn't answer, "STALLING",
+//                                               for longer than a test may take (the test ends it)
 #include <windows.h>
 
 #include <cstdio>
@@ -20,13 +20,13 @@ int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
-    auto waitFor = [](const char* event, DWORD timeoutMs = 60000) {  // the event that the test sets
-        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), timeoutMs);
+    auto waitFor = [](const char* event) {  // the event that the test sets
+        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), 60000);
     };
-    if (command == "stall" && argc == 3) {
+    if (command == "stall" && argc == 2) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
         std::printf("STALLING\n");
-        waitFor(argv[2], 300000);  // not looking at its messages
+        ::Sleep(300000);  // not looking at its messages
     } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());

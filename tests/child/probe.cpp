@@ -9,8 +9,9 @@
 // and "TYPE name location encryption" for every type; with --hold "READY" and a wait for EVENT.
 // Exit code 3 when the library didn't load.
 //
-// Copied to PRG\HANDLE.EXE it loads nothing and is a handle tool that never ends: its
-// heading, one line "<its pid> <NAME>" with a lone CR and a BEL in it, then a minute's sleep.
+// Copied to PRG\HANDLE.EXE and given a file's NAME, it loads nothing and is a handle tool that
+// never ends: its heading, one line "<its pid> <NAME>" with a lone CR and a BEL in it, then a
+// minute's sleep.
 #include <cstdio>
 #include <cstring>
 
@@ -21,9 +22,7 @@ using namespace kovratest;
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
-    char path[MAX_PATH] = "";
-    ::GetModuleFileNameA(nullptr, path, sizeof path);
-    if (argc == 2 && ::lstrcmpiA(std::strrchr(path, '\\') + 1, "HANDLE.EXE") == 0) {
+    if (argc == 2 && argv[1][0] != '-' && argv[1][0] != '/') {  // a file's name: the handle tool's one argument
         std::printf("1\n2\n3\n4\n%lu %s\r\a\n", ::GetCurrentProcessId(), argv[1]);
         ::Sleep(60000);
         return 0;
@@ -33,6 +32,7 @@ int main(int argc, char** argv)
         return 3;
     KovraSettings_S settings = {};
     Entry<decltype(&KovraGetSettings)>(library, "KovraGetSettings")(&settings);
+    char path[MAX_PATH] = "";
     ::GetCurrentDirectoryA(sizeof path, path);
     std::printf("COUNT %d\nBASE %s\nDATA %s\nWKSTA %s\nOPTION %d\nMAPPED %d\nCWD %s\n",
                 static_cast<int>(settings.processCount), settings.basePath, settings.dataPath, settings.wkstaPath,

@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <regex>
-#include <thread>
 
 #include "TestSupport.h"
 
@@ -45,33 +44,9 @@ Lines ObjectLines(const CKovra& file)
     return lines;
 }
 
-TEST(ObjectLog, EveryCallWritesItsLineAndEveryFailureItsException)
+TEST(Log, RegistryEventsAndEveryCallWriteTheirOwnLinesAndEveryFailureItsException)
 {
     ScratchDirectory directory(kBase + "LOG_CALLS");
-    ::DeleteFileA(kLog.c_str());
-    const std::string missing = directory / "MISSING.TXT", created = directory / "NEW.TXT";
-    const std::string escaped = directory / "A\\r\\n01.01 B\\x7F", folder = kBase + "LOG_CALLS";
-    CKovra file;
-    EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\MISSING.TXT", KOVRA_READ));
-    EXPECT_EQ(1, file.Open(nullptr, "LOG_CALLS\\NEW.TXT", KOVRA_READWRITE));
-    EXPECT_EQ(1, file.Close());
-    // A name's control characters are written escaped: each call gives its own lines only.
-    EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\A\r\n01.01 B\x7F", KOVRA_READ));
-    // Failures other than sharing violations are tried once and list no holders: a directory is no file to remove.
-    file.GetRealFileName(nullptr, folder.c_str());
-    EXPECT_EQ(0, file.Remove());
-    EXPECT_EQ((Lines{Call(file, ":Open", "DFT, 1, -1, " + missing), Call(file, "Open", "DFT, 1, -1, " + missing),
-                     Exception(2, missing + " was not found."), Call(file, ":Close", "DFT, 1, -1, " + missing),
-                     Call(file, ":Open", "DFT, 2, H, " + created), Call(file, ":Close", "DFT, 2, H, " + created),
-                     Call(file, ":Open", "DFT, 1, -1, " + escaped), Call(file, "Open", "DFT, 1, -1, " + escaped),
-                     Exception(3, "All or part of the path " + escaped + " is invalid."),
-                     Call(file, ":Close", "DFT, 1, -1, " + escaped), Call(file, "Remove", "DFT, 0, ..., " + folder),
-                     Exception(5, "Access to " + folder + " was denied.")}), ObjectLines(file));
-}
-
-TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
-{
-    MakeDirectories(kBase);
     ::DeleteFileA(kLog.c_str());
     const std::string process = Hex(::GetCurrentProcessId());
     const std::string found = "*GetInfo =1 : Session(" + process + "), ThreadID(" + Hex(::GetCurrentThreadId()) +
@@ -108,19 +83,38 @@ TEST(EventLog, RegistryCallsLookupsAndTheEndOfAProcessWriteTheirLines)
                      found, "*SetUser (U\\r\\n01.01 00:00:00.000 -------- *U," + process + ",2," + kBase + ")",
                      "*RemoveThread (" + other + ",T)", "*RemoveSession (" + other + ",1," + kBase + ")",
                      "*RemoveSession (" + other + ",0," + kBase + ")"}), texts);
+
+    // The lines of an object's calls.
+    const std::string missing = directory / "MISSING.TXT", created = directory / "NEW.TXT";
+    const std::string escaped = directory / "A\\r\\n01.01 B\\x7F", folder = kBase + "LOG_CALLS";
+    CKovra file;
+    EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\MISSING.TXT", KOVRA_READ));
+    EXPECT_EQ(1, file.Open(nullptr, "LOG_CALLS\\NEW.TXT", KOVRA_READWRITE));
+    EXPECT_EQ(1, file.Close());
+    // A name's control characters are written escaped: each call gives its own lines only.
+    EXPECT_EQ(0, file.Open(nullptr, "LOG_CALLS\\A\r\n01.01 B\x7F", KOVRA_READ));
+    // Failures other than sharing violations are tried once and list no holders: a directory is no file to remove.
+    file.GetRealFileName(nullptr, folder.c_str());
+    EXPECT_EQ(0, file.Remove());
+    EXPECT_EQ((Lines{Call(file, ":Open", "DFT, 1, -1, " + missing), Call(file, "Open", "DFT, 1, -1, " + missing),
+                     Exception(2, missing + " was not found."), Call(file, ":Close", "DFT, 1, -1, " + missing),
+                     Call(file, ":Open", "DFT, 2, H, " + created), Call(file, ":Close", "DFT, 2, H, " + created),
+                     Call(file, ":Open", "DFT, 1, -1, " + escaped), Call(file, "Open", "DFT, 1, -1, " + escaped),
+                     Exception(3, "All or part of the path " + escaped + " is invalid."),
+                     Call(file, ":Close", "DFT, 1, -1, " + escaped), Call(file, "Remove", "DFT, 0, ..., " + folder),
+                     Exception(5, "Access to " + folder + " was denied.")}), ObjectLines(file));
 }
 
 TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoesntAnswer)
 {
     // A window of the monitor's name whose program never answers holds no caller: each trace
-    // is dropped after a second at most.
-    NamedEvent unstall;
-    ChildProcess stalled(CommandLine("kovra_child.exe", "stall " + unstall.Name()));
-    ASSERT_EQ("STALLING", stalled.WaitForLine("STALLING"));
-    CKovra::SetDebugLevel(1);
-    CKovra::StartSession(reinterpret_cast<void*>(77));  // two traces
-    unstall.Set();
-    EXPECT_EQ(0, stalled.Wait());
+    // is dropped after a second at most. The program and its window end with the object.
+    {
+        ChildProcess stalled(CommandLine("kovra_child.exe", "stall"));
+        ASSERT_EQ("STALLING", stalled.WaitForLine("STALLING"));
+        CKovra::SetDebugLevel(1);
+        CKovra::StartSession(reinterpret_cast<void*>(77));  // two traces
+    }
 
     std::optional<MonitorProgram> monitor(std::in_place);
     CKovra::StartSession(reinterpret_cast<void*>(1234));

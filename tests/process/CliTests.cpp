@@ -19,13 +19,13 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
                       "Location=USER", "[T_WKSTA]", "Location=WKSTA", "[REPORTS]", "BaseType=T_DATA", "[T\tTAB]"});
     WriteFileBytes(site.Root() + "REFUSED\\CKOVRA.INI", IniText({"[ARC]", "Location=ARCHIVE"}));
     const std::string base = site.Base(), workstation = base + "DAT\\WS1\\", config = site.ConfigFile();
-    const std::string wrong = "WRONG.INI", empty = site.Root() + "EMPTY";  // the tool runs in the root directory
+    const std::string bad = "WRONG.INI", empty = site.Root() + "EMPTY";  // the tool runs in the root directory
     const std::string gone = base + "GONE\\MISSING.TXT", denied = base + "SAV: Access to " + base + "SAV was denied.";
     const std::string backup = "SAV\\" + CurrentUtcDate("%y%m%d") + "01.SAV", profile = workstation + "DEMO.INI";
     // A wrong configuration is checked as an argument: the library won't load with it in force.
-    WriteFileBytes(site.Root() + wrong, IniText({"[DefaultSettings]", "Option=0x10", "Colour=blue", "[A]", "BaseType=B",
-                                                 "Shade=red", "[B]", "BaseType=A", "[ARC]", "Location=ARCHIVE", "[arc]",
-                                                 "[NOEQ]", "Location", "Location=NOWHERE"}));
+    WriteFileBytes(site.Root() + bad, IniText({"[DefaultSettings]", "Option=0x10", "Colour=blue", "[A]", "BaseType=B",
+                                               "Shade=red", "[B]", "BaseType=A", "[ARC]", "Location=ARCHIVE", "[arc]",
+                                               "[NOEQ]", "Location", "Location=NOWHERE"}));
     WriteFileBytes(base + "IN.TXT", "one\r\ntwo\r\n");
     MakeDirectories(empty);
     const std::string noDefault = PathExists("C:\\KOVRA\\DAT") ? "C:\\KOVRA\\DAT\\CKOVRA.INI was not found."
@@ -65,16 +65,15 @@ TEST(Cli, EveryCommandWithAndWithoutAnInstallation)
         // Without an installation the tool checks, and says where the library would have looked. A file named
         // without its directory is checked where it lies; its problems in the order of the lines.
         {nowhere, "check-config " + config, 0, {config + ": no problems"}},
-        {nowhere, "check-config " + wrong, 1,
-         {wrong + ":2: Option value '0x10' is not a decimal number: it reads as 0",
-          wrong + ":3: unknown key 'Colour' in [DefaultSettings]",
-          wrong + ":5: BaseType chain of [A] loops back to [A]", wrong + ":6: unknown key 'Shade' in [A]",
-          wrong + ":8: BaseType chain of [B] loops back to [B]",
-          wrong + ":10: unknown location word 'ARCHIVE' for [ARC]",
-          wrong + ":11: section [arc] repeats [ARC] of line 9: both read the same keys",
-          wrong + ":11: unknown location word 'ARCHIVE' for [arc]",
-          wrong + ":13: 'Location' without '=' in [NOEQ]: the key reads as missing, and the Location lines after it "
-                  "are not read", wrong + ": 9 problems"}},
+        {nowhere, "check-config " + bad, 1,
+         {bad + ":2: Option value '0x10' is not a decimal number: it reads as 0",
+          bad + ":3: unknown key 'Colour' in [DefaultSettings]",
+          bad + ":5: BaseType chain of [A] loops back to [A]", bad + ":6: unknown key 'Shade' in [A]",
+          bad + ":8: BaseType chain of [B] loops back to [B]", bad + ":10: unknown location word 'ARCHIVE' for [ARC]",
+          bad + ":11: section [arc] repeats [ARC] of line 9: both read the same keys",
+          bad + ":11: unknown location word 'ARCHIVE' for [arc]",
+          bad + ":13: 'Location' without '=' in [NOEQ]: the key reads as missing, and the Location lines after it "
+                  "are not read", bad + ": 9 problems"}},
         {nowhere, "resolve DFT", 2, {"kovra resolve: too few arguments"}, true},
         {nowhere, "resolve DFT A.TXT", 1, {"kovra: no configuration: " + noDefault}, true},
         {emptyHome, "types", 1, {"kovra: no configuration: " + empty + "\\CKOVRA.INI was not found."}, true},

@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,8 +22,7 @@ const bool g_unbufferedOutput = std::setvbuf(stdout, nullptr, _IONBF, 0) == 0;
 
 std::string ReadFileBytes(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}};
 }
 
 void WriteFileBytes(const std::string& path, const std::string& bytes)
@@ -71,15 +71,13 @@ std::string CurrentUtcDate(const char* format)
 {
     std::time_t now = std::time(nullptr);
     char text[64];
-    std::strftime(text, sizeof text, format, std::gmtime(&now));
-    return text;
+    return std::string(text, std::strftime(text, sizeof text, format, std::gmtime(&now)));
 }
 
 std::string Hex(unsigned long long value)
 {
     char text[24];
-    std::snprintf(text, sizeof text, "%llx", value);
-    return text;
+    return std::string(text, std::to_chars(text, text + sizeof text, value, 16).ptr);
 }
 
 Lines LogRecords(const std::string& logPath, const std::string& start)

@@ -28,10 +28,7 @@ std::string ProgramPath(const std::string& program);                      // a p
 std::string CurrentUtcDate(const char* format);                           // strftime of the UTC date
 std::string Hex(unsigned long long value);                                // lower-case, no prefix
 
-inline bool PathExists(const std::string& path)
-{
-    return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
+inline bool PathExists(const std::string& path) { return ::GetFileAttributesA(path.data()) != INVALID_FILE_ATTRIBUTES; }
 
 inline void MakeDirectories(const std::string& directory)
 {
@@ -41,9 +38,8 @@ inline void MakeDirectories(const std::string& directory)
 
 inline std::string UniqueName()  // for this test's files and events
 {
-    static LONG counter = 0;
-    return "kovratest-" + std::to_string(::GetCurrentProcessId()) + "-" +
-           std::to_string(::InterlockedIncrement(&counter));
+    static LONG last = 0;
+    return "kovratest-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(::InterlockedIncrement(&last));
 }
 
 // The command line that starts ProgramPath(program) with its arguments.
@@ -68,8 +64,7 @@ inline int CauseOf(CKovra& file)
 inline std::string Address(const CKovra& file) { return Hex(reinterpret_cast<uintptr_t>(&file)); }
 
 // An entry point of a library loaded at run time.
-template <typename Function>
-Function Entry(HMODULE library, const char* name)
+template <typename Function> Function Entry(HMODULE library, const char* name)
 {
     return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(library, name)));
 }
@@ -181,7 +176,6 @@ public:
     {
         m_readyEvent.Wait(20000);  // until its window is there
     }
-    bool Ready() { return m_readyEvent.Wait(0); }
     std::vector<std::string> Lines();  // "pid=... text=TEXT", without the time stamp
     std::vector<std::string> Texts();  // the text field of each line
     bool WaitForLines(size_t count, DWORD timeoutMs = 20000);
