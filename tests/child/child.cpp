@@ -1,7 +1,6 @@
 // kovra_child: a second process for tests, linked with kovra.dll.
 //
 //   kovra_child open TYPE NAME OPTIONS EVENT    opens, prints "OPEN <result>", holds until EVENT
-//   kovra_child lock TYPE NAME POS COUNT EVENT  opens read/write, prints "LOCK <result>", holds
 //   kovra_child addtype NAME LOCATION           adds the type to the shared table
 //   kovra_child orphan                          a failure read without and with its cause, then a lookup
 //                                               and a setter without any session: "ANSWER CAUSE REAL SETUSER"
@@ -31,10 +30,6 @@ int main(int argc, char** argv)
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
         waitFor(argv[5]);
-    } else if (command == "lock" && argc == 7) {
-        CKovra file(argv[2], argv[3], KOVRA_READWRITE);
-        std::printf("LOCK %d\n", file.Lock(std::atol(argv[4]), std::atoi(argv[5])));
-        waitFor(argv[6]);
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
     } else if (command == "orphan" && argc == 2) {
