@@ -19,8 +19,10 @@ int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
-    auto waitFor = [](const char* event) {  // the event that the test sets
-        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), 60000);
+    // The event that the test sets; on a busy machine a held file may be needed for longer than a
+    // minute, and a test that fails ends the child with its own end.
+    auto waitFor = [](const char* event) {
+        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), 600000);
     };
     if (command == "stall" && argc == 2) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
