@@ -16,7 +16,7 @@ namespace {
 
 // Writing without write access: BlockTextIo. A read-only file opened for writing: the fault walk (wine run by
 // root opens it). That resolving alone makes nothing: the randomized name run.
-TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTruncatedAndMkDirAndAccess)
+TEST(OpenClose, OptionsDecideWhatIsOpenedCreatedKeptAndTruncatedAndMkDir)
 {
     ScratchDirectory directory(kBase + "OC_OPTIONS");
     const char* name = "OC_OPTIONS\\RW\\F.TXT";
