@@ -88,7 +88,7 @@ KOVRA_CAPI(int) KovraFile_BuildFileName(KovraFile* file, const char* type, char*
         if (!name || !realFileName || !CopyText(datedName, name))
             return 0;
         const int built = (object.*ProtectedMembers::kBuildFileName)(type, datedName, path, flags);
-        PutDateFieldsInPlace(name, datedName);
+        PutDateFieldsInPlace(name, std::strlen(name) + 1, datedName);
         return built && CopyText(realFileName, BufferSize(size), path) ? 1 : 0;
     });
 }

@@ -62,8 +62,8 @@ PathBuilder& PathBuilder::AddWithout(const char* text, size_t skip)
     return length > skip ? Add(text + skip, length - skip) : *this;
 }
 
-void PutDateFieldsInPlace(char* name, const char* datedName)
+void PutDateFieldsInPlace(char* name, size_t nameSize, const char* datedName)
 {
-    if (std::strcmp(name, datedName) != 0 && std::strlen(datedName) <= std::strlen(name))
+    if (std::strcmp(name, datedName) != 0 && std::strlen(datedName) < nameSize)
         std::strcpy(name, datedName);
 }

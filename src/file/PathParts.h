@@ -16,9 +16,10 @@ const char* LastPart(const char* name);
 bool IsRealPathName(const char* name);
 
 // Gives the caller's name the date fields that resolution put into datedName, in place, where
-// they keep its length: the caller's text has no more room. A name without date fields is
-// never written to, so it may be a constant.
-void PutDateFieldsInPlace(char* name, const char* datedName);
+// the dated name fits the name's buffer of nameSize bytes (a caller's text of unknown size has
+// room for its own length only). A name without date fields is never written to, so it may be
+// a constant.
+void PutDateFieldsInPlace(char* name, size_t nameSize, const char* datedName);
 
 // Joins pieces into a path of at most kMaxPathChars; remembers whether everything fit.
 class PathBuilder {

@@ -154,9 +154,7 @@ int CKovra::ResolveName(const char* type, char* name, size_t nameSize, char* rea
     if (std::strchr(name, '%')) {
         CopyText(datedName, name);
         SubstituteDateFields(datedName);
-        // Only a name that holds date fields is written to: a text without them may be a constant.
-        if (std::strcmp(datedName, name) != 0 && std::strlen(datedName) < nameSize)
-            std::strcpy(name, datedName);
+        PutDateFieldsInPlace(name, nameSize, datedName);
         resolvedName = datedName;
     }
 

@@ -62,8 +62,8 @@ public:
         // Found line by line and then section by section, reported in the order of the lines.
         std::stable_sort(m_problems.begin(), m_problems.end(),
                          [](const Problem& one, const Problem& other) { return one.line < other.line; });
-        for (const Problem& problem : m_problems)
-            if (m_report)
+        if (m_report)
+            for (const Problem& problem : m_problems)
                 m_report(m_context, problem.line, problem.text.c_str());
         return static_cast<int>(m_problems.size());
     }

@@ -85,7 +85,7 @@ int CKovra::Rename(const char* type, char* name, int nameFlags)
     char newPath[kPathBufferSize];
     if (!ResolveTarget(type, name, newName, newPath, nameFlags))
         return 0;
-    PutDateFieldsInPlace(name, newName);
+    PutDateFieldsInPlace(name, std::strlen(name) + 1, newName);
 
     Close(1);
     MkDirTreeOfParent(newPath);
