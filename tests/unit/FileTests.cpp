@@ -173,7 +173,7 @@ TEST(BlockTextIo, TextModeReadsDropCarriageReturnsWritesAddThemAppendModeWritesA
     // ReadString reads 512-byte blocks: the b line's CR LF and c line's LF end blocks, the d line spans two.
     const Lines lines = {std::string(508, 'a'), std::string(511, 'b'), std::string(510, 'c'),
                          std::string(700, 'd'), "", "tail"};
-    std::string bytes, read;  // the file, and what reading it line by line gives
+    std::string bytes, read;  // the file read (later the file written), and what reading it line by line gives
     for (const std::string& line : lines) {
         const bool last = &line == &lines.back();
         bytes += line + (last ? "" : "\r\n");
@@ -209,17 +209,16 @@ TEST(BlockTextIo, TextModeReadsDropCarriageReturnsWritesAddThemAppendModeWritesA
     std::memset(page, 'q', 4096);
     EXPECT_EQ(1u, file.Write(page + 4096 - 3, 1));
     ::VirtualFree(page, 0, MEM_RELEASE);
-    const std::string text = "abc\r\nabca\r\nb\r\nz\r\nhello\r\na\n\n" + longText + "\r\n5\r\n" + longText +
-                             "42\r\nqqq";
+    bytes = "abc\r\nabca\r\nb\r\nz\r\nhello\r\na\n\n" + longText + "\r\n5\r\n" + longText + "42\r\nqqq";
     // Without the text option nothing is translated; in append mode every write goes to the end.
     ASSERT_EQ(1, file.Open("T_BASE", "BT\\F.TXT", KOVRA_APPEND));
     file.Seek(1, 0);
     EXPECT_EQ(3u, file.WriteString("a\nb"));
     file.Seek(0, 0);
     EXPECT_EQ(2u, file.Printf(0, "%d\n", 5));
-    EXPECT_EQ(text.size() + 5, file.GetPosition());
+    EXPECT_EQ(bytes.size() + 5, file.GetPosition());
     file.Close();
-    EXPECT_EQ(text + "a\nb5\n", ReadFileBytes(directory / "F.TXT"));
+    EXPECT_EQ(bytes + "a\nb5\n", ReadFileBytes(directory / "F.TXT"));
 
     // Failures without write access and after a failed open.
     WriteFileBytes(directory / "R.TXT", "123");
