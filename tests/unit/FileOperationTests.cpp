@@ -128,7 +128,9 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesAndFreeSpace)
     ScratchDirectory directory(kBase + "DIRS");
     MakeDirectories(directory / "DIR");
     WriteFileBytes(directory / "FULL\\F.TXT", "f");
+    WriteFileBytes(directory / "MixedCase.Txt", "m");
     CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
+    EXPECT_EQ(directory / "FULL\\F.TXT", file.GetShortPathNameA());
     EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
     EXPECT_EQ(directory / "FULL", file.GetCwd());
     EXPECT_EQ(1, Naming(file, "DIRS\\DIR").ChDir());  // a directory's name: the directory itself
@@ -144,9 +146,6 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesAndFreeSpace)
     EXPECT_EQ(1, file.ChDrive(26));
     EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
     EXPECT_EQ(26, file.GetDrive());
-    WriteFileBytes(directory / "F.TXT", "f");
-    WriteFileBytes(directory / "MixedCase.Txt", "m");
-    EXPECT_EQ(directory / "F.TXT", Naming(file, "DIRS\\F.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MixedCase.Txt", Naming(file, "DIRS\\MIXEDCASE.TXT").GetLongPathNameA());  // as spelt there
     EXPECT_EQ(directory / "MISSING.TXT", Naming(file, "DIRS\\MISSING.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
@@ -179,13 +178,11 @@ TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirec
     EXPECT_EQ(0, find.FindNextFileA());
     ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
     EXPECT_EQ((Lines{"A.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\", "hidden B.TXT"}), entries());
-    auto first = [&find](const char* type, const std::string& pattern, int flags) {  // the first match's two paths
-        return find.FindFile(type, pattern.c_str(), flags) && find.FindNextFileA()
-                   ? Joined(find.GetFilePathRelative(), find.GetFilePath()) : "none";
-    };
-    const std::string path = directory / "SUB\\F.TXT";
-    EXPECT_EQ("SUB\\F.TXT " + path, first("T_MODULE", "SUB\\*.TXT", 0));
-    EXPECT_EQ("FIND\\SUB\\F.TXT " + path, first(nullptr, directory / "SUB\\*.TXT", 1));  // searched as DFT
+    const std::string path = directory / "SUB\\F.TXT";  // the first match's two paths
+    ASSERT_TRUE(find.FindFile("T_MODULE", "SUB\\*.TXT") && find.FindNextFileA());
+    EXPECT_EQ("SUB\\F.TXT " + path, Joined(find.GetFilePathRelative(), find.GetFilePath()));
+    ASSERT_TRUE(find.FindFile(nullptr, (directory / "SUB\\*.TXT").c_str(), 1) && find.FindNextFileA());
+    EXPECT_EQ("FIND\\SUB\\F.TXT " + path, Joined(find.GetFilePathRelative(), find.GetFilePath()));  // searched as DFT
 }
 
 } // namespace

@@ -293,10 +293,9 @@ TEST(Profile, NumbersAreWrittenAsDecimalTextAndReadersParseWhatIsThereOrGiveTheD
     WriteFileBytes(directory / "R.INI",
                    "[S]\r\nEMPTY=\r\nABC=abc\r\nMINUS=-1\r\nCUT=" + cut + "\r\n[T]\r\nA=1\r\nB=22\r\n");
     ASSERT_EQ(1, profile.Open("T_BASE", "PR_WRITE\\R.INI", KOVRA_RESOLVE_ONLY));
-    EXPECT_EQ("7 8 0 4294967295 12 12",
-              Joined(profile.GetProfile("S", "MISSING", 7L), profile.GetProfile("S", "EMPTY", 8U),
-                     profile.GetProfile("S", "ABC", 7L), profile.GetProfile("S", "MINUS", 7UL),
-                     profile.GetProfile("S", "CUT", 7L), profile.GetProfile("S", "CUT", 7.0)));
+    auto value = [&profile](const char* key, auto fallback) { return profile.GetProfile("S", key, fallback); };
+    EXPECT_EQ("7 8 0 4294967295 12 12", Joined(value("MISSING", 7L), value("EMPTY", 8U), value("ABC", 7L),
+                                               value("MINUS", 7UL), value("CUT", 7L), value("CUT", 7.0)));
     char buffer[32];
     EXPECT_EQ("4 dflt", Joined(profile.GetProfile("S", "MISSING", "dflt", buffer, sizeof buffer), buffer));
     EXPECT_EQ("0 ", Joined(profile.GetProfile("S", "EMPTY", "dflt", buffer, sizeof buffer), buffer));
