@@ -28,9 +28,10 @@ std::string Names(CKovra& file)
 // A backup names its path, closed and without a type.
 std::string Backup(const std::string& path, const std::string& bytes) { return path + "|" + path + "|0||" + bytes; }
 
-TEST(SaveFile, BackupsOfADayAreNumberedAndCopiedWhenTheMoveIsRefused)
+// Retries while the file is held: logging suite.
+TEST(SaveRemoveRename, BackupsAreNumberedAndCopiedWhenMovesAreRefusedAMissingFileCountsAsRemovedRenamesWriteDateFields)
 {
-    ScratchDirectory saves(kBase + "SAV"), directory(kBase + "SAVE");
+    ScratchDirectory saves(kBase + "SAV"), directory(kBase + "SAVE"), renames(kBase + "RENAME");
     CKovra file("T_BASE", "SAVE\\F.TXT", KOVRA_READWRITE);  // closed first
     ASSERT_EQ(3u, file.Write("one", 3));
     EXPECT_EQ(1, file.SaveFile());
@@ -51,47 +52,38 @@ TEST(SaveFile, BackupsOfADayAreNumberedAndCopiedWhenTheMoveIsRefused)
     EXPECT_TRUE(PathExists(saves / (kToday + "000100.SAV")));
     EXPECT_EQ("0 -1", AnswerAndCause(reader.SaveFile("NOPE"), reader));  // no backup path: the file stays, open
     EXPECT_EQ(1, reader.IsOpen());
-}
 
-// Retries while the file is held: logging suite.
-TEST(RemoveRename, AMissingFileCountsAsRemovedRenameMakesTheDirectoriesWritesDateFieldsBackOrChangesNothing)
-{
-    ScratchDirectory directory(kBase + "RENAME");
-    CKovra file("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE);
+    ASSERT_EQ(1, file.Open("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE));
     EXPECT_EQ(1, file.Remove());  // closed first
-    EXPECT_FALSE(PathExists(directory / "F.TXT"));
+    EXPECT_FALSE(PathExists(renames / "F.TXT"));
     for (const char* gone : {"RENAME\\F.TXT", "RENAME\\A?B.TXT", "RENAME\\NO\\F.TXT"})  // or no file's name
         EXPECT_EQ("1 0", AnswerAndCause(Naming(file, gone).Remove(), file)) << gone;  // nothing recorded
     NameFile(file, "RENAME\\RO.TXT", "r");
-    ::SetFileAttributesA((directory / "RO.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
+    ::SetFileAttributesA((renames / "RO.TXT").c_str(), FILE_ATTRIBUTE_READONLY);
     EXPECT_EQ("0 5", AnswerAndCause(file.Remove(), file));
-    EXPECT_EQ("r", ReadFileBytes(directory / "RO.TXT"));
+    EXPECT_EQ("r", ReadFileBytes(renames / "RO.TXT"));
 
     ASSERT_EQ(1, file.Open("T_BASE", "RENAME\\F.TXT", KOVRA_READWRITE));
     ASSERT_EQ(3u, file.Write("abc", 3));
-    char name[] = "RENAME\\A\\B\\G.TXT";
-    EXPECT_EQ(1, file.Rename(nullptr, name));  // the object's own type
-    EXPECT_EQ(directory / "A\\B\\G.TXT", file.GetRealFileName());
-    EXPECT_EQ("abc", ReadFileBytes(directory / "A\\B\\G.TXT"));
+    // A name without date fields is never written to: a constant will do (the C interface passes it on as it is).
+    EXPECT_EQ(1, file.Rename(nullptr, const_cast<char*>("RENAME\\A\\B\\G.TXT")));  // the object's own type
+    EXPECT_EQ("RENAME\\A\\B\\G.TXT|" + (renames / "A\\B\\G.TXT") + "|0||abc", Names(file));  // closed
     // The caller's text gets its date fields as long as it doesn't grow.
     char dated[] = "RENAME\\D%y%M%D.TXT", grown[] = "RENAME\\Y%Y.TXT";
     EXPECT_EQ(1, file.Rename("T_BASE", dated));
     EXPECT_EQ("RENAME\\D" + kToday + ".TXT", std::string(dated));
     EXPECT_EQ(1, file.Rename("T_BASE", grown));
     EXPECT_STREQ("RENAME\\Y%Y.TXT", grown);
-    EXPECT_EQ("abc", ReadFileBytes(directory / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
-    // A name without date fields is never written to: a constant will do (the C interface passes it on as it is).
-    EXPECT_EQ(1, file.Rename("T_BASE", const_cast<char*>("RENAME\\K.TXT")));
-    EXPECT_EQ("abc", ReadFileBytes(directory / "K.TXT"));
+    EXPECT_EQ("abc", ReadFileBytes(renames / ("Y" + CurrentUtcDate("%Y") + ".TXT")));
 
     // A refused rename leaves the name, the real path and the file as they were.
     NameFile(file, "RENAME\\F.TXT", "f");
-    WriteFileBytes(directory / "TAKEN.TXT", "taken");
+    WriteFileBytes(renames / "TAKEN.TXT", "taken");
     char taken[] = "RENAME\\TAKEN.TXT", unknownType[] = "RENAME\\%y.TXT";  // a name too long: BadInput
-    const std::string unchanged = "RENAME\\F.TXT|" + (directory / "F.TXT") + "|0||f";  // closed, without a type
+    const std::string unchanged = "RENAME\\F.TXT|" + (renames / "F.TXT") + "|0||f";  // closed, without a type
     EXPECT_EQ("0 5", AnswerAndCause(file.Rename("T_BASE", taken), file));
     EXPECT_EQ(unchanged, Names(file));
-    EXPECT_EQ("taken", ReadFileBytes(directory / "TAKEN.TXT"));
+    EXPECT_EQ("taken", ReadFileBytes(renames / "TAKEN.TXT"));
     EXPECT_EQ("0 -1", AnswerAndCause(file.Rename("NOPE", unknownType), file));
     EXPECT_EQ(unchanged, Names(file));
     EXPECT_STREQ("RENAME\\%y.TXT", unknownType);
@@ -136,7 +128,9 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesAndFreeSpace)
     ScratchDirectory directory(kBase + "DIRS");
     MakeDirectories(directory / "DIR");
     WriteFileBytes(directory / "FULL\\F.TXT", "f");
+    WriteFileBytes(directory / "MixedCase.Txt", "m");
     CKovra file("T_BASE", "DIRS\\FULL\\F.TXT");
+    EXPECT_EQ(directory / "FULL\\F.TXT", file.GetShortPathNameA());
     EXPECT_EQ(1, file.ChDir());  // a file's name: its directory
     EXPECT_EQ(directory / "FULL", file.GetCwd());
     EXPECT_EQ(1, Naming(file, "DIRS\\DIR").ChDir());  // a directory's name: the directory itself
@@ -152,9 +146,6 @@ TEST(DirectoryOps, RmDirChDirDrivesNamesAndFreeSpace)
     EXPECT_EQ(1, file.ChDrive(26));
     EXPECT_EQ(0, file.ChDrive(17));  // Q: isn't assigned
     EXPECT_EQ(26, file.GetDrive());
-    WriteFileBytes(directory / "F.TXT", "f");
-    WriteFileBytes(directory / "MixedCase.Txt", "m");
-    EXPECT_EQ(directory / "F.TXT", Naming(file, "DIRS\\F.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MixedCase.Txt", Naming(file, "DIRS\\MIXEDCASE.TXT").GetLongPathNameA());  // as spelt there
     EXPECT_EQ(directory / "MISSING.TXT", Naming(file, "DIRS\\MISSING.TXT").GetShortPathNameA());
     EXPECT_EQ(directory / "MISSING.TXT", file.GetLongPathNameA());
@@ -187,13 +178,11 @@ TEST(Find, EachMatchOnceWithoutAPatternTheDotsTooAndPathsRelativeToTheTypesDirec
     EXPECT_EQ(0, find.FindNextFileA());
     ASSERT_NE(0, find.FindFile("T_MODULE", nullptr));
     EXPECT_EQ((Lines{"A.TXT", "C.TXT", "SUB\\", "dots ..\\", "dots .\\", "hidden B.TXT"}), entries());
-    auto first = [&find](const char* type, const std::string& pattern, int flags) {  // the first match's two paths
-        return find.FindFile(type, pattern.c_str(), flags) && find.FindNextFileA()
-                   ? Joined(find.GetFilePathRelative(), find.GetFilePath()) : "none";
-    };
-    const std::string path = directory / "SUB\\F.TXT";
-    EXPECT_EQ("SUB\\F.TXT " + path, first("T_MODULE", "SUB\\*.TXT", 0));
-    EXPECT_EQ("FIND\\SUB\\F.TXT " + path, first(nullptr, directory / "SUB\\*.TXT", 1));  // searched as DFT
+    const std::string path = directory / "SUB\\F.TXT";  // the first match's two paths
+    ASSERT_TRUE(find.FindFile("T_MODULE", "SUB\\*.TXT") && find.FindNextFileA());
+    EXPECT_EQ("SUB\\F.TXT " + path, Joined(find.GetFilePathRelative(), find.GetFilePath()));
+    ASSERT_TRUE(find.FindFile(nullptr, (directory / "SUB\\*.TXT").c_str(), 1) && find.FindNextFileA());
+    EXPECT_EQ("FIND\\SUB\\F.TXT " + path, Joined(find.GetFilePathRelative(), find.GetFilePath()));  // searched as DFT
 }
 
 } // namespace
