@@ -2,8 +2,6 @@
 // invariants that every input must keep. The rows below (each broke an invariant once, or lies at a limit) are
 // replayed before the generated inputs; a failure prints its input, to be kept as such a row (a number above 2^63
 // wants its ULL).
-#include <gtest/gtest.h>
-
 #include <cfloat>
 #include <cmath>
 #include <cstring>
@@ -47,9 +45,8 @@ using NameInput = std::tuple<std::string, std::string, int, std::string, std::st
 // long of the high 32), the size of the buffer of the last read.
 using ProfileInput = std::tuple<std::string, std::string, std::string, std::string, std::string, uint64_t, int>;
 
-const std::vector<NameInput> kNameRows = {
-    {"T_BASE", "N{260}", 0, kNull, kNull, kNull},  // refused for its length, an Open kept the earlier path
-};
+// Refused for its length, an Open kept the earlier path.
+const std::vector<NameInput> kNameRows = {{"T_BASE", "N{260}", 0, kNull, kNull, kNull}};
 
 ProfileInput Double(double value) { return {"double", "S", "K", kNull, kNull, Bits(value), 64}; }  // written, read back
 
@@ -219,8 +216,8 @@ std::string CheckProfile(const ProfileInput& input)
 
     // What was written under plain names reads back: texts whole, numbers as their value.
     std::string back(kLongestProfileText + 2, '#');
-    const bool plainNames = Plain(section) && Plain(key) && !section->empty() && !key->empty();
-    const bool readsBack = written && plainNames;
+    const bool plainNames = Plain(section) && Plain(key) && !section->empty() && !key->empty(),
+               readsBack = written && plainNames;
     const int backLength = readsBack ? profile.GetProfile(s, k, "", &back[0], static_cast<int>(back.size())) : -1;
     back.resize(std::strlen(back.c_str()));
     if (operation == "text" && plainNames && Plain(value))
