@@ -19,11 +19,6 @@ int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IONBF, 0);  // each line reaches the test as it is printed
     const std::string command = argc > 1 ? argv[1] : "";
-    // The event that the test sets; on a busy machine a held file may be needed for longer than a
-    // minute, and a test that fails ends the child with its own end.
-    auto waitFor = [](const char* event) {
-        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, event), 600000);
-    };
     if (command == "stall" && argc == 2) {
         ::CreateWindowExA(0, "#32770", "Debug-Monitor", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
         std::printf("STALLING\n");
@@ -31,7 +26,9 @@ int main(int argc, char** argv)
     } else if (command == "open" && argc == 6) {
         CKovra file(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
         std::printf("OPEN %d\n", file.IsOpen());
-        waitFor(argv[5]);
+        // Until the test sets the event: on a busy machine a held file may be needed for longer than a
+        // minute, and a test that fails ends the child with its own end.
+        ::WaitForSingleObject(::OpenEventA(SYNCHRONIZE, FALSE, argv[5]), 600000);
     } else if (command == "addtype" && argc == 4) {
         return CKovra::AddFileType(argv[2], std::atoi(argv[3]), 1) == 1 ? 0 : 1;
     } else if (command == "orphan" && argc == 2) {

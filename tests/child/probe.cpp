@@ -32,11 +32,9 @@ int main(int argc, char** argv)
         return 3;
     KovraSettings_S settings = {};
     Entry<decltype(&KovraGetSettings)>(library, "KovraGetSettings")(&settings);
-    char path[MAX_PATH] = "";
-    ::GetCurrentDirectoryA(sizeof path, path);
     std::printf("COUNT %d\nBASE %s\nDATA %s\nWKSTA %s\nOPTION %d\nMAPPED %d\nCWD %s\n",
                 static_cast<int>(settings.processCount), settings.basePath, settings.dataPath, settings.wkstaPath,
-                settings.option, settings.sharedTableMapped, path);
+                settings.option, settings.sharedTableMapped, std::filesystem::current_path().string().c_str());
     for (const std::string& type : FileTypes(library))
         std::printf("TYPE %s\n", type.c_str());
     if (argc > 2 && std::strcmp(argv[1], "--hold") == 0) {

@@ -119,8 +119,7 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoe
     std::optional<MonitorProgram> monitor(std::in_place);
     CKovra::StartSession(reinterpret_cast<void*>(1234));
     CKovra::SetDebugLevel(2);  // the directory of Open's temporary file, before the lines of the Open itself
-    CKovra temporary;
-    EXPECT_EQ(0, temporary.Open(nullptr, nullptr, KOVRA_RESOLVE_ONLY));
+    EXPECT_EQ(0, CKovra().Open(nullptr, nullptr, KOVRA_RESOLVE_ONLY));
     ASSERT_TRUE(monitor->WaitForLines(3));
     // The header as the monitor got it: this process and thread, no window, and the executable's
     // handle, whole in the message's wParam and cut to 32 bits in the record; then message id,
@@ -146,18 +145,12 @@ TEST(Traces, ReachTheMonitorAsSentAlsoAfterItWasRestartedAndAreDroppedWhereItDoe
 
 TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
 {
-    ScratchDirectory tools(kBase + "PRG"), directory(kBase + "HELD"), config(kBase + "NOREPEAT");
+    ScratchDirectory tools(kBase + "PRG"), directory(kBase + "HELD");
     ::CopyFileA(ProgramPath("handle.exe").c_str(), (tools / "HANDLE.EXE").c_str(), FALSE);
     const std::string held = directory / "F.TXT";
     WriteFileBytes(held, "held");
     ::DeleteFileA(kLog.c_str());
     CKovra holder(nullptr, held.c_str(), KOVRA_READWRITE | KOVRA_EXCLUSIVE);
-
-    // A process whose configuration sets SharingViolationRepeat=0 tries once.
-    WriteFileBytes(config / "CKOVRA.INI", "[DefaultSettings]\r\nOption=46\r\nSharingViolationRepeat=0\r\n");
-    EXPECT_EQ(1, RunProgram("kovra.exe", {{"KARVELO-CKOVRAHOME", config / "."}}, "rm DFT " + held).exitCode);
-    EXPECT_EQ(3u, LogRecords(kLog, R"([0-9a-f]+ Remove \()").size());  // the call, its exception and the holders
-
     MonitorProgram monitor;
     CKovra::SetDebugLevel(1);
     CKovra file(nullptr, held.c_str());
@@ -187,27 +180,25 @@ TEST(HeldFile, AttemptsAreRetriedAndCountedUntilTheHolderLetsGo)
 
 // The tool runs as <base>PRG\HANDLE.EXE, all paths quoted, also where the base path holds '&'
 // and blanks and the temporary directory a blank; one that doesn't end is ended after 5 s,
-// and what it wrote is logged, its control characters escaped.
+// and what it wrote is logged, its control characters escaped. With SharingViolationRepeat=0 a
+// Remove makes one attempt.
 TEST(HeldFile, TheHandleToolRunsByItsQuotedPathForABoundedTime)
 {
     ScratchDirectory root(KOVRA_TEST_DRIVE ":\\A&B C");
     const std::string base = root.Path(), held = base + "HELD\\F G.TXT", temporary = base + "T M P";
     MakeDirectories(temporary);
     WriteFileBytes(base + "PRG\\HANDLE.EXE", ReadFileBytes(ProgramPath("kovra_probe.exe")));
-    WriteFileBytes(base + "CONF\\CKOVRA.INI", "[DefaultSettings]\r\nOption=10\r\n");
+    WriteFileBytes(base + "CONF\\CKOVRA.INI", "[DefaultSettings]\r\nOption=10\r\nSharingViolationRepeat=0\r\n");
     WriteFileBytes(held, "held");
     CKovra holder(nullptr, held.c_str(), KOVRA_READWRITE | KOVRA_EXCLUSIVE);
-    // Another installation's process opens it ('-' names no event to hold the file until).
-    ChildProcess opener(CommandLine("kovra_child.exe", "open DFT \"HELD\\F G.TXT\" 1 -"),
-                        {{"TARNEL31_WKSTA", base + "DAT\\WS1"}, {"KARVELO-CKOVRAHOME", base + "CONF"},
-                         {"TMP", temporary}, {"TEMP", temporary}});
-    EXPECT_EQ("OPEN 0", opener.WaitForLine("OPEN", 60000));
-
-    // Two attempts, each with the answer of a tool of its own that has been ended.
-    Lines records = LogRecords(base + "CKOVRA.LOG", R"([0-9a-f]+ Open \()");
+    // Another installation's process removes it: one attempt, with the answer of a tool that has been ended.
+    const std::vector<EnvVar> another = {{"TARNEL31_WKSTA", base + "DAT\\WS1"}, {"KARVELO-CKOVRAHOME", base + "CONF"},
+                                         {"TMP", temporary}, {"TEMP", temporary}};
+    EXPECT_EQ(1, RunProgram("kovra.exe", another, "rm DFT \"HELD\\F G.TXT\"").exitCode);
+    Lines records = LogRecords(base + "CKOVRA.LOG", R"([0-9a-f]+ Remove \()");
     std::smatch tool;
     for (std::string& line : records) {
-        line = std::regex_replace(line, std::regex(R"(^[0-9a-f]+ Open \([0-9a-f]+)"), "Open (T");  // object, thread
+        line = std::regex_replace(line, std::regex(R"(^[0-9a-f]+ Remove \([0-9a-f]+)"), "Remove (T");  // object, thread
         if (std::regex_match(line, tool, std::regex(kIndent + R"((\d+) (.*)\r)"))) {
             HANDLE process = ::OpenProcess(SYNCHRONIZE, FALSE, std::stoul(tool[1]));
             EXPECT_TRUE(!process || ::WaitForSingleObject(process, 0) == WAIT_OBJECT_0) << line;
@@ -215,7 +206,7 @@ TEST(HeldFile, TheHandleToolRunsByItsQuotedPathForABoundedTime)
             line = kIndent + tool[2].str() + "\r";
         }
     }
-    EXPECT_EQ(HeldAttempts(2, "Open (T, DFT, 1, -1, " + held + ")", held, "HELD\\F G.TXT\\r\\x07"), records);
+    EXPECT_EQ(HeldAttempts(1, "Remove (T, DFT, 0, ..., " + held + ")", held, "HELD\\F G.TXT\\r\\x07"), records);
 }
 
 } // namespace

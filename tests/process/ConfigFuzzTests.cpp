@@ -82,16 +82,15 @@ Lines LoadLibraryOnce(BoxWatcher& watcher)
 
 std::string Numbered(int index) { return "S" + std::to_string(10000 + index).substr(1); }  // "S0042"
 
-// Sections S0000 to S<count-1> with Location=location, the last with Location=lastLocation; with
-// chained, each has the next as its base and the last lastBase.
-std::string Sections(int count, const std::string& location, const std::string& lastLocation, bool chained = false,
-                     const std::string& lastBase = "")
+// Sections S0000 to S<count-1> with Location=location, the last with Location=lastLocation; with a
+// lastBase, a chain: each has the next as its base and the last lastBase.
+std::string Sections(int count, const std::string& location, const char* lastLocation, const char* lastBase = nullptr)
 {
     Lines lines;
     for (int index = 0; index < count; ++index) {
         const bool last = index == count - 1;
         lines.insert(lines.end(), {"[" + Numbered(index) + "]", "Location=" + (last ? lastLocation : location)});
-        if (chained)
+        if (lastBase)
             lines.push_back("BaseType=" + (last ? lastBase : Numbered(index + 1)));
     }
     return IniText(lines);
@@ -162,7 +161,7 @@ TEST(ConfigFuzz, GeneratedFilesLoadAsTheirPlainReadingSays)
     Lines files = {
         // First a file that stops the load: its box must be served while the loader is busy.
         IniText({"[S]", "Location=USER", "BaseType=s"}),
-        Sections(1500, "", "USER", true, "s0000"),  // a chain 1500 deep that comes back to its first section
+        Sections(1500, "", "USER", "s0000"),  // a chain 1500 deep that comes back to its first section
         // A NUL ends a line's text; ^Z is a blank of the profile format; a lone CR ends a line for
         // the profile service but not for the section headers.
         "[N\0]\r\nLocation=USER\r\n[\xFF]\r\nLocation=USER\x1A\r\n[C]\rLocation=WKSTA\n"s,
@@ -192,7 +191,7 @@ TEST(ConfigFuzz, GeneratedFilesLoadAsTheirPlainReadingSays)
                                   std::string(1024, 'x') + "[Z]" + std::string(1 << 20, 'x'), "[B]", "Location=USER"}));
     EXPECT_EQ((Lines{"DFT 1 1", "XWS 3 1", "A 2 1", "Z 1 1", "B 6 1"}), LoadLibraryOnce(watcher));
     // Every section of a chain 1500 deep asks all of the chain behind it; the table holds 1489 types.
-    WriteFileBytes(path, Sections(1500, "", "USER", true));
+    WriteFileBytes(path, Sections(1500, "", "USER", ""));
     Lines full = {"DFT 1 1", "XWS 3 1"};
     for (int index = 0; index < 1487; ++index)
         full.push_back(Numbered(index) + " 6 1");
