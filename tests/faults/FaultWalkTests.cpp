@@ -6,11 +6,11 @@
 // the member's result and reported cause, no handle, heap block or temporary file left behind,
 // no file lost or half written. The rules of a scenario name the calls whose failure the member
 // must show; a failure of any other call must leave the member's answer, its reported cause and
-// the files exactly as a clean run leaves them. A member that only hands its call on to another,
-// with nothing of its own around it, is walked through that one (operators = and += through -=,
-// the numeric overloads of the profile members through their text ones, WriteString of a binary
-// file through Write, SetClient and SetModulePath through SetUser, CKovraFind's destructor
-// through its Close).
+// the files exactly as a clean run leaves them. A member whose only road to the platform is
+// another member's is walked through that one (operators = and += through -=, the numeric
+// overloads of the profile members through their text ones, WriteString of a binary file
+// through Write, SetClient and SetModulePath through SetUser, CKovraFind's destructor through
+// its Close).
 #include <direct.h>
 #include <io.h>
 #include <malloc.h>
