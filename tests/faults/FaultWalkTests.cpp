@@ -19,18 +19,14 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <numeric>
-#include <set>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "TestSupport.h"
-#include "kovra/diag.h"
-#include "kovra/kovra.h"
+#include "TestSupport.h"  // and filesystem, set, kovra.h, diag.h
 
 namespace {
 
@@ -448,11 +444,7 @@ Setup Opened(unsigned long options, const char* name = "DATA.TXT")
 void MadeReadOnly(World&) { ::SetFileAttributesA((kRoot + "DATA.TXT").c_str(), FILE_ATTRIBUTE_READONLY); }
 void OpenedTemporary(World& world) { world.file->Open(nullptr, nullptr, KOVRA_READWRITE); }
 void Searching(World& world) { world.find.FindFile("DFT", "FIND\\*.TXT"); }
-void Locked(World& world)
-{
-    Opened(KOVRA_READWRITE)(world);
-    world.file->Lock(0, 4);
-}
+void Locked(World& world) { (world.file = std::make_unique<CKovra>("DFT", "DATA.TXT", KOVRA_READWRITE))->Lock(0, 4); }
 
 // ReadString's answer followed by the line it read.
 std::string ReadLine(World& w) { return std::to_string(w.file->ReadString(Scratch(), 9)) + g_text; }
